@@ -1,0 +1,119 @@
+// XeloraAlgo: image-processing library of a 3D measurement camera head (two measurement
+// cameras, a fringe or laser-line projector and an optional colour camera).
+//
+// This is the library's only public header. One `XeloraAlgo` handle per sensor head; a handle is
+// used by one thread at a time. All buffers are owned by the caller; per-pixel maps are row-major
+// arrays of ROI width x height elements (index row * width + col). A depth or coordinate value of
+// 0 marks a pixel without a result.
+#ifndef XELORAALGO_H
+#define XELORAALGO_H
+
+#include <array>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#if defined(_WIN32)
+#  if defined(XELORAALGO_BUILDING)
+#    define XELORAALGO_API __declspec(dllexport)
+#  else
+#    define XELORAALGO_API __declspec(dllimport)
+#  endif
+#else
+#  define XELORAALGO_API __attribute__((visibility("default")))
+#endif
+
+namespace XELORAALGO {
+
+// Region of interest on the sensor, in sensor pixels.
+struct tagXeloraAlgoROIInfo {
+    std::int32_t offsetX;  // sensor column of the ROI's left edge
+    std::int32_t offsetY;  // sensor row of the ROI's top edge
+    std::int32_t width;    // columns of every per-pixel map
+    std::int32_t height;   // rows of every per-pixel map
+};
+
+// Calibration of the sensor head: 111 doubles, matrices row-major.
+//   K1, K2   camera matrices of the measurement cameras ([0] fx, [2] cx, [4] fy, [5] cy, pixels)
+//   D1, D2   their distortion k1, k2, p1, p2, k3
+//   R, T     pose of camera 2 relative to camera 1: X2 = R * X1 + T
+//   Tinv     camera 2's centre in camera-1 coordinates
+//   K3, D3   colour camera matrix and distortion; R3, T3 pose into colour-camera coordinates
+//   RLine, TLine  pose used by the laser-profile triangulation
+//   F        fundamental matrix of the laser-profile cameras (p^T F q = 0 for matching points)
+//   auxMatrixA, auxMatrixB, auxVector are carried but not read.
+struct tagXeloraAlgoCalibrationInfo {
+    double K1[9];
+    double K2[9];
+    double D1[5];
+    double D2[5];
+    double R[9];
+    double T[3];
+    double auxMatrixA[9];
+    double Tinv[3];
+    double auxMatrixB[9];
+    double K3[9];
+    double D3[5];
+    double R3[9];
+    double T3[3];
+    double RLine[9];
+    double TLine[3];
+    double auxVector[3];
+    double F[9];
+};
+static_assert(sizeof(tagXeloraAlgoCalibrationInfo) == 111 * sizeof(double),
+              "the calibration record is exactly 111 doubles");
+
+using Point2dList = std::vector<std::array<double, 2>>;
+using Point3dList = std::vector<std::array<double, 3>>;
+
+struct AlgoEngine;
+
+class XELORAALGO_API XeloraAlgo {
+public:
+    XeloraAlgo();
+    ~XeloraAlgo();
+    XeloraAlgo(const XeloraAlgo&) = delete;
+    XeloraAlgo& operator=(const XeloraAlgo&) = delete;
+
+    // ---- handle, ROI, calibration and rectification maps ----
+    void GetSdkVersionString(std::string& version);
+    int GetROIInfoWidth();
+    int GetROIInfoHeight();
+    int GetROIInfoOffsetX();
+    int GetROIInfoOffsetY();
+    void SetROIInfo(tagXeloraAlgoROIInfo* info);
+    void SetDownsamplingInfo(const int& step, const float& offset);
+    // Writes cx1, pixel pitch, cx2, cy1, focal length 1 (mm), focal length 2 (mm) of the last CalKR.
+    void GetData(double& a, double& b, double& c, double& d, double& e, double& f);
+    void DeleteMemory1();
+    void DeleteMemory2();
+    void SetCalibrationInfo(tagXeloraAlgoCalibrationInfo* info);
+    void CalKR();
+    void CalRectifyMap1(const bool& firstCamera);
+    void CalRectifyMap2(const bool& firstCamera);
+
+    // ---- fringe decoding ----
+
+    // ---- stereo resampling, matching and triangulation ----
+
+    // ---- depth-map filters ----
+
+    // ---- imaging: colour, exposure, HDR, downsampling ----
+
+    // ---- laser-line profiling ----
+
+    // ---- point clouds ----
+
+    // ---- surface and curve fitting ----
+
+private:
+    std::unique_ptr<AlgoEngine> engine_;
+};
+
+}  // namespace XELORAALGO
+
+#endif  // XELORAALGO_H
