@@ -102,6 +102,8 @@ public:
 
     // ---- depth-map filters ----
 
+    // ---- bilateral filter ----
+
     // ---- imaging: colour, exposure, HDR, downsampling ----
 
     // ---- laser-line profiling ----
