@@ -97,6 +97,22 @@ public:
     void CalRectifyMap2(const bool& firstCamera);
 
     // ---- fringe decoding ----
+    // Decode the 11 pattern planes of one camera (Gray bits 0..6, fringes 7..10) into a validity
+    // mask, modulation, average intensity and absolute phase; smoothPhase enables smoothRounds rounds
+    // of masked fringe smoothing with smoothSigma. ignoredFlag is not read.
+    void DecGrayPhase1(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
+                       const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
+                       const float& smoothSigma, float* absolutePhase);
+    void UnDecGrayPhase1(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
+                         const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
+                         const float& smoothSigma, float* absolutePhase);
+    void UnDecGrayPhase2(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
+                         const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
+                         const float& smoothSigma, float* absolutePhase);
+    // Paired 18-plane pattern set; overwrites the Gray planes 0, 2, ..., 12 with decoded bits.
+    void DecGrayPhase2(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
+                       const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
+                       const float& smoothSigma, float* absolutePhase);
 
     // ---- stereo resampling, matching and triangulation ----
 

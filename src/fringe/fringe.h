@@ -19,6 +19,31 @@ namespace fringe {
 // their values and invalid ones become 0. A radius too large to allocate throws std::bad_alloc.
 void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, float sigma);
 
+// Decoders of the 11-plane pattern set (Gray bits in planes 0..6, fringes in planes 7..10) into a
+// validity mask, modulation, average intensity and absolute phase (radians). smoothPhase false:
+// one pass; true: two passes with smoothRounds rounds of fringe smoothing (SmoothMaskedMap with
+// smoothSigma) in between. Every pixel of the ROI is decoded: 8 banded workers per threaded pass,
+// the last N mod 8 pixels on the calling thread.
+//   DecGrayPhase1    forward code and phase, validity threshold 5 (two-pass: truncating first pass)
+//   UnDecGrayPhase1  reversed code and phase, validity threshold 2
+//   UnDecGrayPhase2  as UnDecGrayPhase1, plus the vertical consistency check in one-pass decoding
+void DecGrayPhase1(const AlgoEngine& engine, bool* validMask, float* modulationMap, float* averageMap,
+                   unsigned char* const* patternImages, bool smoothPhase, int smoothRounds, float smoothSigma,
+                   float* absolutePhase);
+void UnDecGrayPhase1(const AlgoEngine& engine, bool* validMask, float* modulationMap, float* averageMap,
+                     unsigned char* const* patternImages, bool smoothPhase, int smoothRounds, float smoothSigma,
+                     float* absolutePhase);
+void UnDecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationMap, float* averageMap,
+                     unsigned char* const* patternImages, bool smoothPhase, int smoothRounds, float smoothSigma,
+                     float* absolutePhase);
+
+// Decoder of the 18-plane paired pattern set (each Gray image followed by its inverse, fringes in
+// planes 14..17 with shifts 3pi/2, pi, pi/2, 0). Runs on the calling thread. Overwrites the Gray
+// planes 0, 2, ..., 12 with decoded bits.
+void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationMap, float* averageMap,
+                   unsigned char* const* patternImages, bool smoothPhase, int smoothRounds, float smoothSigma,
+                   float* absolutePhase);
+
 }  // namespace fringe
 }  // namespace XELORAALGO
 

@@ -117,7 +117,9 @@ TEST(SmoothMaskedMap, SigmaTwoReachesThreePixelsWithGaussianWeight) {
     EXPECT_NEAR(h1, ratio / (1.0 + ratio), 1e-6);
     EXPECT_NEAR(h4, 1.0 / (1.0 + ratio), 1e-6);
     for (int i = 0; i < 27; ++i) {
-        if (i != 10 && i != 13) EXPECT_EQ(map[i], 0.0f) << i;
+        if (i != 10 && i != 13) {
+            EXPECT_EQ(map[i], 0.0f) << i;
+        }
     }
 
     // Four apart is out of reach: both keep their values.
