@@ -121,10 +121,60 @@ public:
     // ---- bilateral filter ----
 
     // ---- imaging: colour, exposure, HDR, downsampling ----
+    void CalRGB(float* X, float* Y, float* Z, bool* mask, const int& zMin, const int& zMax);
+    void CalRGBFuse(unsigned char** const srcA, unsigned char** const srcB, unsigned char** const dstA,
+                    unsigned char** const dstB);
+    void CalRGBFuse(unsigned char** const srcA, unsigned char** const srcB, unsigned char** const dstA,
+                    unsigned char** const dstB, const int& count);
+    void CalPreview(unsigned char* preview, float* m1, float* m2, float* m3, float* m4);
+    bool CalPixelAverage(unsigned char* image, const int& width, const int& height, const int& threshold);
+    int AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
+                     const int& target, const int& lower, const int& upper, const int& current);
+    int AutoExposure(const double& current, float* modulation1, float* modulation2, float* average1,
+                     float* average2, const int& lower, const int& upper, const int& target);
+    double BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
+                                 const double& upper, const int& target, const double& current);
+    int GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper);
+    void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
+                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
+    void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
+                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
+    void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
+                    unsigned char** const out2, const int& count);
+    void DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
+                       const int& H);
+    void DownSampling2(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
+                       const int& H);
+    void DownSampling3(unsigned char* src, unsigned char* dst, const int& W, const int& H);
+    void CalcImageBuffer(unsigned char* input, unsigned char* output, const bool& enable);
 
     // ---- laser-line profiling ----
 
     // ---- point clouds ----
+    // Statistical outlier removal (valid: z > 0) with a kd-tree over the k nearest neighbours; removed
+    // points become (0, 0, 0). k < 1 or k above the number of valid points (with at least 10 of them)
+    // throws std::invalid_argument and leaves the cloud untouched. Calls are serialised process-wide.
+    void SORfilter(std::vector<std::array<double, 3>>& cloud, const int& k, const float& multiplier);
+    // Outlier removal (valid: z > 200) over windows of 21 consecutive valid points; the third argument
+    // is not used.
+    void sorFilter(std::vector<std::array<double, 3>>& cloud, const int& k, const double& unused);
+    // Depth smoothing of an organised ROI-size point map within a (2r+1)^2 window and a 3-D radius.
+    void CloudSmooth(std::vector<std::array<double, 3>>& map, const int& r, const float& radius);
+    // Gaussian depth smoothing along the sequence of valid points (x != 0), 2r + 1 taps.
+    void Gaussianfilter_PMR(std::vector<std::array<double, 3>>& cloud, const int& r);
+    // Thins a profile of ROI-height points by averaging bins of `binWidth` along x.
+    void Downsample(std::vector<std::array<double, 3>> input, std::vector<std::array<double, 3>>& output,
+                    const float& binWidth, int& count);
+    // Projects profiles into camera 1: an organised ROI-size point map, short row gaps bridged.
+    void GetDepth(const std::vector<std::vector<std::array<double, 3>>>& profiles,
+                  std::vector<std::array<double, 3>>& map);
+    // For each colour-image pixel, the cloud point projecting nearest to it (within maxDistance pixels).
+    void RGB2Cloud(const std::vector<std::array<int, 2>>& pixels, const std::vector<std::array<double, 3>>& cloud,
+                   const double& maxDistance, std::vector<std::array<double, 3>>& matched);
+    // Colours every point with the bytes of the colour-image pixel (bytes, width, height) it projects to.
+    void GetRGBpoint(const std::tuple<std::vector<unsigned char>, int, int>& image,
+                     const std::vector<std::array<double, 3>>& cloud,
+                     std::vector<std::pair<std::array<double, 6>, bool>>& colored);
 
     // ---- surface and curve fitting ----
 
