@@ -80,6 +80,37 @@ inline void elevenPlanePixel(Stack& s, std::size_t i, double phi, double A, doub
     for (int j = 0; j < 4; ++j) s.planes[7 + j][i] = grey(A + B * std::cos(phi - (j + 1) * kPi / 2));
 }
 
+// Paired set, 18 planes. Bit planes 2k (k = 0..6) with their inverses in 2k + 1; the decoder reads
+// B0 = !(p0 ^ b), Bk = B(k-1) ^ pk ^ b, with b the bit of plane 12, so for period number W1 the
+// planes carry p0 = !bit5(W1) ^ b and pk = grayBit(5 - k)(W1) ^ b. b makes the shifted number
+// W2 = W1 + b (W1 even) or W1 + 1 - b (W1 odd) equal to W1 in the first half of a period and W1 + 1
+// in the second.
+inline void setPairedCode(Stack& s, std::size_t i, int W1, int b) {
+    const int G = W1 ^ (W1 >> 1);
+    for (int k = 0; k < 6; ++k) {
+        int bit = (k == 0) ? !((W1 >> 5) & 1) : ((G >> (5 - k)) & 1);
+        bit ^= b;
+        s.planes[2 * k][i] = bit ? kBright : kDark;
+        s.planes[2 * k + 1][i] = bit ? kDark : kBright;
+    }
+    s.planes[12][i] = b ? kBright : kDark;
+    s.planes[13][i] = b ? kDark : kBright;
+}
+
+// Fringe planes 14..17 carry shifts 3pi/2, pi, pi/2, 0.
+inline void setPairedFringes(Stack& s, std::size_t i, double phi, double A, double B) {
+    const double shift[4] = {1.5 * kPi, kPi, 0.5 * kPi, 0.0};
+    for (int k = 0; k < 4; ++k) s.planes[14 + k][i] = grey(A + B * std::cos(phi - shift[k]));
+}
+
+inline void eighteenPlanePixel(Stack& s, std::size_t i, double phi, double A, double B) {
+    const int W1 = static_cast<int>(std::floor(phi / (2 * kPi)));
+    const int W2 = static_cast<int>(std::floor(phi / (2 * kPi) + 0.5));
+    const int b = (W1 % 2 == 0) ? W2 - W1 : 1 - (W2 - W1);
+    setPairedCode(s, i, W1, b);
+    setPairedFringes(s, i, phi, A, B);
+}
+
 }  // namespace fringetest
 
 #endif
