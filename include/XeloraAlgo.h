@@ -115,10 +115,32 @@ public:
                        const float& smoothSigma, float* absolutePhase);
 
     // ---- stereo resampling, matching and triangulation ----
+    // Cubic convolution kernel (a = -0.5) at x.
+    float BiCubicPloy(const float& x);
+    // Cubic resampling in place through the engine's maps: 1 and 2 rectify camera 1 and camera 2,
+    // 4 and 5 undistort them. Pixels whose 4 x 4 source neighbourhood leaves the grid become 0.
+    void InterpCubic1(float* map);
+    void InterpCubic2(float* map);
+    // Masked cubic resampling in place through the caller's maps; mask marks valid source pixels.
+    void InterpCubic3(float* map, double* mapX, double* mapY, bool* mask);
+    void InterpCubic4(float* map);
+    void InterpCubic5(float* map);
+    // Nearest-neighbour resampling of a mask onto camera 1's / camera 2's rectified grid.
+    void InterpFlag1(bool* mask);
+    void InterpFlag2(bool* mask);
+    // Integer matching with left-right check, then sub-pixel refinement (same five buffers).
+    void MatchI(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
+    void MatchII(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
+    // Triangulation into X, Y, Z on camera 1's grid; mask in: matchMask, out: valid points.
+    void CalPoint(bool* mask, float* X, float* Y, float* Z, int& count, const bool& useBilateral,
+                  const int& bilateralSpatialSigma, const float& bilateralRangeSigma,
+                  const bool& useSmoothing, const float& smoothSigma);
 
     // ---- depth-map filters ----
 
     // ---- bilateral filter ----
+    // Edge-preserving smoothing of a float map in place inside mask; invalid pixels become 0.
+    void Bilateralfilter(float* map, bool* mask, const int& spatialSigma, const float& rangeSigma);
 
     // ---- imaging: colour, exposure, HDR, downsampling ----
     void CalRGB(float* X, float* Y, float* Z, bool* mask, const int& zMin, const int& zMax);
@@ -128,27 +150,44 @@ public:
                     unsigned char** const dstB, const int& count);
     void CalPreview(unsigned char* preview, float* m1, float* m2, float* m3, float* m4);
     bool CalPixelAverage(unsigned char* image, const int& width, const int& height, const int& threshold);
-    int AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
-                     const int& target, const int& lower, const int& upper, const int& current);
-    int AutoExposure(const double& current, float* modulation1, float* modulation2, float* average1,
-                     float* average2, const int& lower, const int& upper, const int& target);
-    double BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
-                                 const double& upper, const int& target, const double& current);
-    int GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper);
-    void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
-                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
-    void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
-                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
-    void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
-                    unsigned char** const out2, const int& count);
-    void DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
-                       const int& H);
-    void DownSampling2(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
-                       const int& H);
-    void DownSampling3(unsigned char* src, unsigned char* dst, const int& W, const int& H);
-    void CalcImageBuffer(unsigned char* input, unsigned char* output, const bool& enable);
 
     // ---- laser-line profiling ----
+    // Line lists (Point2dList) hold one entry per ROI row, (x, y) = (line column, row); x == 0 means
+    // "no line in this row". Row masks are bool arrays of ROI height entries. Images are 8-bit,
+    // ROI width x height, row-major. Profile flow: extract in both images -> UndistortPoints2 on
+    // each list -> MatchLine -> Calpoint / Calpoint_smooth. Needs SetROIInfo (and
+    // SetCalibrationInfo for the last three steps), not CalKR.
+    //
+    // Centre of gravity of positions weighted by weights: centre = (column, row). Unchanged when
+    // the weight sum is 0.
+    void CalLineCenter(int const& row, std::vector<int> const& positions, std::vector<int> const& weights,
+                       std::array<double, 2>& centre);
+    // Stripe centres of one image (lit = value > 0) into points[r] = (column, row) in ROI
+    // coordinates plus `offset`; points must already hold >= height entries (pass them zeroed),
+    // mask[r] is set true for rows with a line. Points within 20 columns of either ROI side are
+    // cleared. flag and p1..p5 are not used.
+    void lineExtract4(bool const& flag, unsigned char* image, Point2dList& points, bool* mask, int const& p1,
+                      int const& p2, int const& p3, int const& p4, int const& p5, std::array<int, 2> const& offset);
+    // In place: ROI coordinates of the raw image of camera 1 (firstCamera) or 2 -> undistorted
+    // SENSOR pixel coordinates (ROI offset added, K and D of that camera).
+    void UndistortPoints2(bool const& firstCamera, Point2dList& points);
+    // Pairs rows of list 1 (undistorted sensor pixels) with rows of list 2 through the record's
+    // fundamental matrix F (residual |q^T F p|, p from list 1, q from list 2, below 0.1; search
+    // rows i-200 .. i+199). matches[i] = partner row; mask1[i] cleared when none is accepted.
+    void MatchLine(Point2dList const& points1, Point2dList const& points2, bool* mask1, bool* mask2,
+                   std::vector<int>& matches);
+    // Triangulates matched rows: cloud = height entries (X, Y, Z) in camera-1 coordinates, in the
+    // unit of TLine ((0, 0, 0) for rows with mask false); pixelDepth = (x1, y1, Z) per valid row.
+    void Calpoint(Point2dList const& points1, Point2dList const& points2, bool* mask, std::vector<int> const& matches,
+                  Point3dList& cloud, Point3dList& pixelDepth);
+    // As Calpoint's cloud, using FitLineFunction_V-smoothed lists where that keeps the profile closer
+    // to the previous row's point (within 2.0 of the raw point).
+    void Calpoint_smooth(Point2dList const& points1, Point2dList const& points2, int const& halfWindow, bool* mask,
+                         std::vector<int> const& matches, Point3dList& cloud);
+    // Local straight-line fit x = a*y + b over 2*halfWindow neighbouring entries, in place.
+    void FitLineFunction_V(Point2dList& points, int const& halfWindow, bool const& enable);
+    // Gaussian smoothing (2*halfWindow + 1 taps) of the non-zero x values, not across jumps >= 5.
+    void Gaussianfilter(Point2dList& points, int const& halfWindow);
 
     // ---- point clouds ----
     // Statistical outlier removal (valid: z > 0) with a kd-tree over the k nearest neighbours; removed
@@ -177,6 +216,23 @@ public:
                      std::vector<std::pair<std::array<double, 6>, bool>>& colored);
 
     // ---- surface and curve fitting ----
+    // Least-squares surfaces z = f(x, y); `coefficients` is emptied and filled in term order:
+    //   PlaneFitPoly11: x, y, 1          PlaneFitPoly22: x^2, y^2, xy, x, y, 1
+    //   PlaneFitPoly33: x^3, x^2y, xy^2, y^3, x^2, xy, y^2, x, y, 1
+    //   PlaneFitPoly55 / PlaneFitPoly1010: every x^a y^b with a + b <= 5 / 10, total degree falling,
+    //   within a degree x^d, x^(d-1)y, ..., y^d.
+    // An empty list gives all-zero coefficients; degenerate point sets are not reported.
+    void PlaneFitPoly11(const Point3dList& points, std::vector<float>& coefficients);
+    void PlaneFitPoly22(const Point3dList& points, std::vector<float>& coefficients);
+    void PlaneFitPoly33(const Point3dList& points, std::vector<float>& coefficients);
+    void PlaneFitPoly55(const Point3dList& points, std::vector<float>& coefficients);
+    void PlaneFitPoly1010(const Point3dList& points, std::vector<float>& coefficients);
+    // Coefficients c0 .. c_degree (ascending powers) of the least-squares polynomial through (x[k], y[k]);
+    // a negative degree gives an empty vector.
+    std::vector<double> polynomialFit(const std::vector<double>& x, const std::vector<double>& y,
+                                      const int& degree);
+    // c0 + c1 x + c2 x^2 + ... (0 for an empty vector).
+    double evaluatePolynomial(const std::vector<double>& coefficients, const double& x);
 
 private:
     std::unique_ptr<AlgoEngine> engine_;

@@ -1,0 +1,155 @@
+// CalPoint: triangulation of the sub-pixel matches into a depth map and a point map.
+//
+// Inputs:  mask (bool, w x h, caller-owned): MatchII's matchMask on the rectified grid;
+//          engine: roi, downsampleStep s, downsampleOffset o, pixelPitch p (mm), cx1, cy1, cx2,
+//          focal1Mm, focal2Mm, calib.R (rows 0 and 2), calib.T ([0], [2]), rectMapY1, lineIndexMap
+//          and subpixelColumn; filter switches and parameters.
+// Outputs: mask: validity on camera 1's grid; X, Y, Z (float, w x h, caller-owned): the point of
+//          every valid pixel in camera 1's frame, units of T, 0 elsewhere; count: valid pixels.
+//          Z is also the working depth map on the rectified grid.
+// Working storage: a column map and a row map (double, w x h) for the resampling back to camera
+// 1's grid and the new mask (bool, w x h), all allocated here and released on return.
+//
+// Steps: the mask is carried to camera 1's grid through rectMapY1 (nearest row); a row map gives,
+// for every camera-1 row, the fractional rectified row it came from (first whole row crossed
+// between two rectified rows, 0 where none); each valid rectified pixel is triangulated as the
+// intersection of camera 1's ray with the plane of camera 2's sensor column; the depth is filtered
+// (optional bilateral filter, then optional masked Gaussian), resampled with the masked cubic
+// resampler and turned into X and Y. Non-finite depths are dropped from the mask.
+#include <cmath>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "depthfilter/Bilateralfilter.h"
+#include "fringe/fringe.h"
+#include "stereo.h"
+
+namespace XELORAALGO {
+namespace stereo {
+
+namespace {
+
+// Sensor coordinate of a ROI column or row in millimetres from the principal point: the sensor
+// position (float sum) less the principal point, times the pixel pitch, in double.
+inline double sensorMm(int step, int index, float offset, int roiOffset, double principal, double pitch) {
+    const float pos = static_cast<float>(step * index) + offset + static_cast<float>(roiOffset);
+    return (static_cast<double>(pos) - principal) * pitch;
+}
+
+}  // namespace
+
+void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
+              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma) {
+    count = 0;
+    const std::size_t n = e.pixelCount();
+    if (n == 0) return;
+    if (e.rectMapY1.size() != n || e.lineIndexMap.size() != n || e.subpixelColumn.size() != n) {
+        for (std::size_t i = 0; i < n; ++i) {
+            mask[i] = false;
+            X[i] = Y[i] = Z[i] = 0.0f;
+        }
+        return;
+    }
+
+    const int w = e.roi.width;
+    const int h = e.roi.height;
+    const std::size_t W = static_cast<std::size_t>(w);
+    const int s = e.downsampleStep;
+    const float o = e.downsampleOffset;
+    const double p = e.pixelPitch;
+    const int offX = e.roi.offsetX;
+    const int offY = e.roi.offsetY;
+
+    std::vector<double> colMap(n, 0.0);
+    std::vector<double> rowMap(n, 0.0);
+    const std::unique_ptr<bool[]> newMask(new bool[n]());
+
+    // 1. Mask carried to camera 1's grid: nearest row of rectMapY1, same column.
+    for (int row = 0; row < h; ++row) {
+        for (int col = 0; col < w; ++col) {
+            const std::size_t i = static_cast<std::size_t>(row) * W + static_cast<std::size_t>(col);
+            colMap[i] = static_cast<double>(col);
+            if (!mask[i]) continue;
+            int target;
+            if (truncToInt(e.rectMapY1[i] + 0.5, target) && target >= 0 && target < h)
+                newMask[static_cast<std::size_t>(target) * W + static_cast<std::size_t>(col)] = true;
+        }
+    }
+
+    // 2. Row map: where the rectified row index crosses a whole camera-1 row.
+    for (int col = 0; col < w; ++col) {
+        for (int r = 0; r + 1 < h; ++r) {
+            const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(col);
+            const double t0 = (e.lineIndexMap[i] - offY) / s;
+            const double t1 = (e.lineIndexMap[i + W] - offY) / s;
+            // b > a >= 0 and b < h need both truncations inside [0, h).
+            if (!(t0 > -1.0 && t0 < h && t1 > -1.0 && t1 < h)) continue;
+            const int a = static_cast<int>(t0);
+            const int b = static_cast<int>(t1);
+            if (b > a && a >= 0 && b < h)
+                rowMap[static_cast<std::size_t>(a + 1) * W + static_cast<std::size_t>(col)] =
+                    r + ((a + 1) - t0) / (t1 - t0);
+        }
+    }
+
+    // 3. Depth on the rectified grid.
+    const double* R = e.calib.R;
+    const double* T = e.calib.T;
+    const float f1 = static_cast<float>(e.focal1Mm);
+    const float f2 = static_cast<float>(e.focal2Mm);
+    const float r01f = static_cast<float>(R[1]);
+    const float r21f = static_cast<float>(R[7]);
+    for (int row = 0; row < h; ++row) {
+        for (int col = 0; col < w; ++col) {
+            const std::size_t i = static_cast<std::size_t>(row) * W + static_cast<std::size_t>(col);
+            if (!mask[i]) {
+                X[i] = Y[i] = Z[i] = 0.0f;
+                continue;
+            }
+            const float m = e.subpixelColumn[i];
+            const double xL = sensorMm(s, col, o, offX, e.cx1, p);
+            const double yL = (static_cast<double>(o) + e.lineIndexMap[i] - e.cy1) * p;
+            const float xRPos = static_cast<float>(s) * m + o + static_cast<float>(offX);
+            const double xR = (static_cast<double>(xRPos) - e.cx2) * p;
+            const float numerator =
+                static_cast<float>(f2 * T[0] - static_cast<double>(static_cast<float>(xR)) * T[2]) * f1;
+            const double ray2 = R[6] * xL + static_cast<double>(r21f * static_cast<float>(yL)) + R[8] * f1;
+            const double ray0 = R[0] * xL + static_cast<double>(r01f) * yL + R[2] * f1;
+            const float denominator = static_cast<float>(xR * ray2 - f2 * ray0);
+            Z[i] = numerator / denominator;
+        }
+    }
+
+    // 4. Optional filtering on the rectified grid.
+    if (useBilateral) depthfilter::Bilateralfilter(e, Z, mask, bilateralSpatialSigma, bilateralRangeSigma);
+    if (useSmoothing) fringe::SmoothMaskedMap(e, Z, mask, smoothSigma);
+
+    // 5. Depth and mask carried to camera 1's grid.
+    InterpCubic3(e, Z, colMap.data(), rowMap.data(), mask);
+    for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i];
+
+    // 6. Points on camera 1's grid.
+    for (int row = 0; row < h; ++row) {
+        const float yMm = static_cast<float>(sensorMm(s, row, o, offY, e.cy1, p));
+        for (int col = 0; col < w; ++col) {
+            const std::size_t i = static_cast<std::size_t>(row) * W + static_cast<std::size_t>(col);
+            if (!mask[i]) {
+                X[i] = Y[i] = Z[i] = 0.0f;
+                continue;
+            }
+            const float xMm = static_cast<float>(sensorMm(s, col, o, offX, e.cx1, p));
+            X[i] = xMm * Z[i] / f1;
+            Y[i] = yMm * Z[i] / f1;
+            if (!std::isfinite(Z[i])) {
+                X[i] = Y[i] = Z[i] = 0.0f;
+                mask[i] = false;
+            } else {
+                ++count;
+            }
+        }
+    }
+}
+
+}  // namespace stereo
+}  // namespace XELORAALGO

@@ -1,0 +1,135 @@
+// BiCubicPloy, InterpCubic1 ... InterpCubic5: cubic convolution resampling of float maps.
+//
+// Inputs:  map (float, w x h, caller-owned): the source grid, replaced in place by the target grid;
+//          a pair of double coordinate maps (w x h): the source column (mapX) and row (mapY) of every
+//          target pixel. InterpCubic1/2/4/5 read the engine's rectification or undistortion maps,
+//          InterpCubic3 the caller's maps together with the caller's source mask (bool, w x h).
+// Outputs: map. A private copy of the source (w x h floats) is allocated here and released on return.
+//
+// Each target pixel takes the 4 x 4 source neighbourhood around the truncated coordinate (rows
+// r - 1 ... r + 2, columns c - 1 ... c + 2). Pixels whose neighbourhood is not wholly inside the
+// grid are 0. The weights are separable: four kernel values per axis at the float coordinates,
+// the product of a row and a column weight per neighbour, all in float, summed row-major.
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+#include "frame/BandedWorkers.h"
+#include "stereo.h"
+
+namespace XELORAALGO {
+namespace stereo {
+
+namespace {
+
+constexpr int kCubicThreads = 2;        // InterpCubic1/2/4/5
+constexpr int kMaskedCubicThreads = 4;  // InterpCubic3
+
+// Keys' kernel with a = -0.5, in float, in the documented evaluation order.
+inline float keys(float x) {
+    const float t = std::fabs(x);
+    if (t <= 1.0f) return ((t * 1.5f) * t) * t - (t * 2.5f) * t + 1.0f;
+    if (t < 2.0f) return ((t * -0.5f) * t) * t - (t * -2.5f) * t - t * 4.0f - (-2.0f);
+    return 0.0f;  // t >= 2 or NaN
+}
+
+// Neighbourhood of one target pixel: base row/column and the separable weights. False when the
+// 4 x 4 neighbourhood is not inside the w x h grid.
+struct Neighbourhood {
+    int r, c;
+    float wr[4], wc[4];
+};
+
+inline bool neighbourhood(double x, double y, int w, int h, Neighbourhood& nb) {
+    if (!truncToInt(x, nb.c) || !truncToInt(y, nb.r)) return false;
+    if (nb.r < 1 || nb.r >= h - 2 || nb.c < 1 || nb.c >= w - 2) return false;
+    const float xf = static_cast<float>(x);
+    const float yf = static_cast<float>(y);
+    for (int k = 0; k < 4; ++k) {
+        nb.wr[k] = keys(yf - static_cast<float>(nb.r - 1 + k));
+        nb.wc[k] = keys(xf - static_cast<float>(nb.c - 1 + k));
+    }
+    return true;
+}
+
+// Plain cubic resampling of target rows [rowBegin, rowEnd).
+void cubicRows(const float* src, float* dst, const double* mapX, const double* mapY, int w, int h,
+               std::size_t rowBegin, std::size_t rowEnd) {
+    const std::size_t W = static_cast<std::size_t>(w);
+    for (std::size_t row = rowBegin; row < rowEnd; ++row) {
+        for (std::size_t i = row * W, e = i + W; i < e; ++i) {
+            Neighbourhood nb;
+            if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
+            const float* base = src + static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
+            float sum = 0.0f;
+            for (int k = 0; k < 4; ++k) {
+                const float* line = base + static_cast<std::size_t>(k) * W;
+                for (int l = 0; l < 4; ++l) sum += (nb.wr[k] * nb.wc[l]) * line[l];
+            }
+            dst[i] = sum;
+        }
+    }
+}
+
+// Masked cubic resampling of target rows [rowBegin, rowEnd): weighted mean over valid neighbours.
+void maskedCubicRows(const float* src, float* dst, const double* mapX, const double* mapY,
+                     const bool* mask, int w, int h, std::size_t rowBegin, std::size_t rowEnd) {
+    const std::size_t W = static_cast<std::size_t>(w);
+    for (std::size_t row = rowBegin; row < rowEnd; ++row) {
+        for (std::size_t i = row * W, e = i + W; i < e; ++i) {
+            Neighbourhood nb;
+            if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
+            const std::size_t first = static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
+            float s = 0.0f;
+            float n = 0.0f;
+            for (int k = 0; k < 4; ++k) {
+                const std::size_t j0 = first + static_cast<std::size_t>(k) * W;
+                for (int l = 0; l < 4; ++l) {
+                    const std::size_t j = j0 + static_cast<std::size_t>(l);
+                    if (!mask[j]) continue;
+                    const float wgt = nb.wr[k] * nb.wc[l];
+                    s += wgt * src[j];
+                    n += wgt;
+                }
+            }
+            dst[i] = s / n;
+        }
+    }
+}
+
+void cubicThroughEngineMaps(const AlgoEngine& e, float* map, const std::vector<double>& mapX,
+                            const std::vector<double>& mapY) {
+    const std::size_t n = e.pixelCount();
+    if (n == 0 || mapX.size() != n || mapY.size() != n) return;
+    const int w = e.roi.width;
+    const int h = e.roi.height;
+    const std::vector<float> src(map, map + n);
+    for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
+    runBands(kCubicThreads, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
+        cubicRows(src.data(), map, mapX.data(), mapY.data(), w, h, begin, end);
+    });
+}
+
+}  // namespace
+
+float BiCubicPloy(float x) { return keys(x); }
+
+void InterpCubic1(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, map, e.rectMapX1, e.rectMapY1); }
+void InterpCubic2(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, map, e.rectMapX2, e.rectMapY2); }
+void InterpCubic4(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, map, e.undistMapX1, e.undistMapY1); }
+void InterpCubic5(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, map, e.undistMapX2, e.undistMapY2); }
+
+void InterpCubic3(const AlgoEngine& e, float* map, const double* mapX, const double* mapY, const bool* mask) {
+    const std::size_t n = e.pixelCount();
+    if (n == 0) return;
+    const int w = e.roi.width;
+    const int h = e.roi.height;
+    const std::vector<float> src(map, map + n);
+    for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
+    runBands(kMaskedCubicThreads, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
+        maskedCubicRows(src.data(), map, mapX, mapY, mask, w, h, begin, end);
+    });
+}
+
+}  // namespace stereo
+}  // namespace XELORAALGO

@@ -1,0 +1,50 @@
+// InterpFlag1, InterpFlag2: nearest-neighbour resampling of validity masks.
+//
+// Inputs:  mask (bool, w x h, caller-owned): the source grid, replaced in place by the target grid;
+//          the engine's rectification maps of camera 1 (InterpFlag1) or camera 2 (InterpFlag2).
+// Outputs: mask. A private copy of the source (w x h bytes) is allocated here and released on return.
+//
+// Target pixel i takes the source at row (int)(mapY[i] + 0.5), column (int)(mapX[i] + 0.5), both
+// truncated toward zero (so -1.5 < coordinate < -0.5 lands on index 0), or false outside the grid.
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include "frame/BandedWorkers.h"
+#include "stereo.h"
+
+namespace XELORAALGO {
+namespace stereo {
+
+namespace {
+
+constexpr int kFlagThreads = 2;  // bands of pixel indices
+
+void flagThroughEngineMaps(const AlgoEngine& e, bool* mask, const std::vector<double>& mapX,
+                           const std::vector<double>& mapY) {
+    const std::size_t n = e.pixelCount();
+    if (n == 0 || mapX.size() != n || mapY.size() != n) return;
+    const int w = e.roi.width;
+    const int h = e.roi.height;
+    const std::unique_ptr<bool[]> src(new bool[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+        src[i] = mask[i];
+        mask[i] = false;
+    }
+    runBands(kFlagThreads, n, [&](int, std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            int row, col;
+            if (!truncToInt(mapY[i] + 0.5, row) || !truncToInt(mapX[i] + 0.5, col)) continue;
+            if (row < 0 || row >= h || col < 0 || col >= w) continue;
+            mask[i] = src[static_cast<std::size_t>(row) * static_cast<std::size_t>(w) + static_cast<std::size_t>(col)];
+        }
+    });
+}
+
+}  // namespace
+
+void InterpFlag1(const AlgoEngine& e, bool* mask) { flagThroughEngineMaps(e, mask, e.rectMapX1, e.rectMapY1); }
+void InterpFlag2(const AlgoEngine& e, bool* mask) { flagThroughEngineMaps(e, mask, e.rectMapX2, e.rectMapY2); }
+
+}  // namespace stereo
+}  // namespace XELORAALGO
