@@ -1,0 +1,173 @@
+// CalRGB: registration of a point map to the colour camera.
+//
+// Inputs/outputs (all caller-owned, w x h elements of the engine's ROI, row-major, in place):
+//   X, Y, Z  float point map in camera 1's frame; on return the point map on the colour camera's
+//            pixel grid, in the colour camera's frame, 0 where no point landed.
+//   mask     bool validity; on return true exactly where a registered point's 2 x 2 footprint fell.
+//   zMin, zMax  only points with zMin < Z < zMax (as float) take part.
+// Reads from the engine: the ROI size and the colour camera's K3, D3 (k1, k2, p1, p2), R3, T3.
+// Every computation is in single precision with the calibration values converted to float.
+//
+// Pass 1 (calling thread) projects every valid point into the colour image and appends its
+// transformed depth to the candidate lists of the four pixels of its footprint. Pass 2 (four row
+// bands) gives every marked pixel the mean of the candidates less than 15 depth units behind the
+// nearest one and back-projects the pixel through 10 undistortion iterations. The rows past
+// 4 * floor(h / 4) that belong to no band are done on the calling thread in the same way.
+//
+// The per-pixel candidate lists are kept as one compact array (counted in pass 1, then filled in
+// pass-1 order), so every list holds its candidates in the order the points were visited.
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "ImagingDetail.h"
+#include "frame/BandedWorkers.h"
+#include "imaging.h"
+
+namespace XELORAALGO {
+namespace imaging {
+
+namespace {
+
+constexpr std::size_t kNoFootprint = static_cast<std::size_t>(-1);
+
+struct ColourCamera {
+    float fx, fy, cx, cy;
+    float k1, k2, p1, p2;
+    float R[9];
+    float T[3];
+};
+
+ColourCamera colourCamera(const tagXeloraAlgoCalibrationInfo& c) {
+    ColourCamera cam;
+    cam.fx = static_cast<float>(c.K3[0]);
+    cam.cx = static_cast<float>(c.K3[2]);
+    cam.fy = static_cast<float>(c.K3[4]);
+    cam.cy = static_cast<float>(c.K3[5]);
+    cam.k1 = static_cast<float>(c.D3[0]);
+    cam.k2 = static_cast<float>(c.D3[1]);
+    cam.p1 = static_cast<float>(c.D3[2]);
+    cam.p2 = static_cast<float>(c.D3[3]);
+    for (int k = 0; k < 9; ++k) cam.R[k] = static_cast<float>(c.R3[k]);
+    for (int k = 0; k < 3; ++k) cam.T[k] = static_cast<float>(c.T3[k]);
+    return cam;
+}
+
+// Depth of a marked pixel from its candidates [first, last): the nearest surface wins.
+float pixelDepth(const float* first, const float* last) {
+    const std::ptrdiff_t n = last - first;
+    if (n == 1) return *first;
+    float nearest = *first;
+    for (const float* p = first + 1; p != last; ++p) nearest = std::min(nearest, *p);
+    // Truncating the nearest candidate toward zero; std::trunc gives the same value as a conversion
+    // to int followed by the int-to-float conversion of the comparison, and stays defined beyond the
+    // int range.
+    const float m = std::trunc(nearest);
+    float sum = 0.0f;
+    int count = 0;
+    for (const float* p = first; p != last; ++p) {
+        if (*p - m < 15.0f) {
+            sum += *p;
+            ++count;
+        }
+    }
+    return sum / static_cast<float>(count);
+}
+
+}  // namespace
+
+void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax) {
+    const int w = engine.width();
+    const int h = engine.height();
+    const std::size_t n = engine.pixelCount();
+    if (n == 0) return;
+    const ColourCamera cam = colourCamera(engine.calib);
+    const float zLo = static_cast<float>(zMin);
+    const float zHi = static_cast<float>(zMax);
+
+    std::vector<unsigned char> newMask(n, 0);
+    std::vector<float> zPrime(n, 0.0f);
+    std::vector<std::size_t> footprint(n, kNoFootprint);  // index of pixel (u, v), or none
+    std::vector<std::size_t> listStart(n + 1, 0);         // candidate counts, then list offsets
+
+    // Pass 1: transform, project, count the candidates of every footprint pixel.
+    for (std::size_t i = 0; i < n; ++i) {
+        const float z = Z[i];
+        if (!mask[i] || !(z > zLo && z < zHi)) continue;
+        const float x = X[i], y = Y[i];
+        const float xp = cam.R[0] * x + cam.R[1] * y + cam.R[2] * z + cam.T[0];
+        const float yp = cam.R[3] * x + cam.R[4] * y + cam.R[5] * z + cam.T[1];
+        const float zp = cam.R[6] * x + cam.R[7] * y + cam.R[8] * z + cam.T[2];
+        zPrime[i] = zp;
+        const float xn = xp / zp;
+        const float yn = yp / zp;
+        const float r2 = xn * xn + yn * yn;
+        const float r4 = r2 * r2;
+        const float rho = 1.0f + cam.k1 * r2 + cam.k2 * r4;
+        const float uf =
+            cam.fx * (xn * rho + 2.0f * cam.p1 * xn * yn + cam.p2 * (r2 + 2.0f * xn * xn)) + cam.cx;
+        const float vf =
+            cam.fy * (yn * rho + 2.0f * cam.p2 * xn * yn + cam.p1 * (r2 + 2.0f * yn * yn)) + cam.cy;
+        int u, v;
+        if (!detail::truncToInt(uf, u) || !detail::truncToInt(vf, v)) continue;
+        if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
+        const std::size_t p = static_cast<std::size_t>(v) * static_cast<std::size_t>(w) +
+                              static_cast<std::size_t>(u);
+        footprint[i] = p;
+        for (std::size_t q : {p, p + w, p + 1, p + w + 1}) {
+            ++listStart[q + 1];
+            newMask[q] = 1;
+        }
+    }
+    for (std::size_t q = 0; q < n; ++q) listStart[q + 1] += listStart[q];
+
+    // Fill the candidate lists in the order the points were visited.
+    std::vector<float> candidates(listStart[n]);
+    {
+        std::vector<std::size_t> fill(listStart.begin(), listStart.end() - 1);
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::size_t p = footprint[i];
+            if (p == kNoFootprint) continue;
+            for (std::size_t q : {p, p + w, p + 1, p + w + 1}) candidates[fill[q]++] = zPrime[i];
+        }
+    }
+
+    std::fill(X, X + n, 0.0f);
+    std::fill(Y, Y + n, 0.0f);
+    std::fill(Z, Z + n, 0.0f);
+
+    // Pass 2: depth and back-projection of every marked pixel of rows [rowBegin, rowEnd).
+    auto registerRows = [&](std::size_t rowBegin, std::size_t rowEnd) {
+        for (std::size_t r = rowBegin; r < rowEnd; ++r) {
+            for (int c = 0; c < w; ++c) {
+                const std::size_t p = r * static_cast<std::size_t>(w) + static_cast<std::size_t>(c);
+                if (!newMask[p]) continue;
+                const float depth =
+                    pixelDepth(candidates.data() + listStart[p], candidates.data() + listStart[p + 1]);
+                const float x0 = (static_cast<float>(c) - cam.cx) / cam.fx;
+                const float y0 = (static_cast<float>(r) - cam.cy) / cam.fy;
+                float x = x0, y = y0;
+                for (int it = 0; it < 10; ++it) {
+                    const float r2 = x * x + y * y;
+                    const float r4 = r2 * r2;
+                    const float icd = 1.0f / (1.0f + cam.k1 * r2 + cam.k2 * r4);
+                    x = (x0 - (2.0f * cam.p1 * x0 * y0 + cam.p2 * (r2 + 2.0f * x0 * x0))) * icd;
+                    y = (y0 - (cam.p1 * (r2 + 2.0f * y0 * y0) + 2.0f * cam.p2 * x0 * y0)) * icd;
+                }
+                X[p] = x * depth;
+                Y[p] = y * depth;
+                Z[p] = depth;
+            }
+        }
+    };
+    const std::size_t rows = static_cast<std::size_t>(h);
+    runBands(4, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
+    registerRows(bandsEnd(4, rows), rows);
+
+    for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i] != 0;
+}
+
+}  // namespace imaging
+}  // namespace XELORAALGO
