@@ -79,6 +79,27 @@ TEST(DecGrayPhase1, WorkedPixels) {
     EXPECT_NEAR(o.phase[2], 5.0 * 2.0 * kPi - 0.01, 1e-4);
 }
 
+TEST(DecGrayPhase1, QuarterBoundariesUseTheDoubleConstants) {
+    // a = 0, b = 100: phi = atan2(100, 0) stored as the float 1.5707964, which lies above the double
+    // 1.5707963267949, so the pixel is in the middle quarter and takes W1 (a float comparison with
+    // 1.5707964 would take W2). Code: half period 2 * 9 + 1 (W1 = 9, W2 = 10).
+    AlgoEngine e;
+    setRoi(e, 2, 1);
+    Stack s(11, 2, 1);
+    setFringes(s, 0, 150, 100, 50, 100);
+    setCode(s, 0, 19);
+    // a = 0, b = -100: phi = -1.5707964 + 6.2831855 = 4.712389 (float) >= 4.7123889803847: W2 - 1.
+    setFringes(s, 1, 50, 100, 150, 100);
+    setCode(s, 1, 18);  // W1 = W2 = 9
+    Outputs o(2);
+    run(XELORAALGO::fringe::DecGrayPhase1, e, s, o);
+    const float up = (float)std::atan2(100.0, 0.0);
+    EXPECT_EQ(up, 1.5707964f);
+    EXPECT_EQ(o.phase[0], 9.0f * kTwoPiF + up);
+    const float down = (float)std::atan2(-100.0, 0.0) + kTwoPiF;
+    EXPECT_EQ(o.phase[1], 8.0f * kTwoPiF + down);
+}
+
 TEST(DecGrayPhase, ModulationThresholdsAreStrictAndPerVariant) {
     // a = I10 - I8, b = 0: m = a / 2. Forward threshold 5, reversed 2, both strict.
     AlgoEngine e;
