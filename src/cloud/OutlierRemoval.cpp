@@ -38,9 +38,10 @@ using AnnPoints = std::unique_ptr<ANNpoint[], AnnPointsDeleter>;
 
 }  // namespace
 
-void SORfilter(Cloud& cloud, int k, float multiplier) {
+bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& index, std::vector<float>& mean) {
     // 1. Valid points (z > 0) in cloud order, coordinates rounded to float.
-    std::vector<std::int32_t> index;
+    index.clear();
+    mean.clear();
     std::vector<float> coord;
     for (std::size_t i = 0; i < cloud.size(); ++i) {
         if (cloud[i][2] > 0.0) {
@@ -51,7 +52,10 @@ void SORfilter(Cloud& cloud, int k, float multiplier) {
         }
     }
     const int n = static_cast<int>(index.size());
-    if (n < 10) return;
+    if (n < 10) {
+        index.clear();
+        return false;
+    }
     if (k < 1 || k > n) {
         throw std::invalid_argument("SORfilter: k = " + std::to_string(k) +
                                     " must lie in 1 ... number of valid points (" + std::to_string(n) + ")");
@@ -60,7 +64,7 @@ void SORfilter(Cloud& cloud, int k, float multiplier) {
     // 2.-3. kd-tree over all valid points and one k-nearest search per point. The returned squared
     // distances are recomputed in float from the returned indices and sorted ascending, which is what
     // a single-precision build of the library returns; the float sum of the roots depends on it.
-    std::vector<float> mean(static_cast<std::size_t>(n), 0.0f);
+    mean.assign(static_cast<std::size_t>(n), 0.0f);
     {
         std::lock_guard<std::mutex> lock(annMutex());
         AnnPoints pts(annAllocPts(n, 3));
@@ -100,6 +104,14 @@ void SORfilter(Cloud& cloud, int k, float multiplier) {
             if (count > 0) mean[static_cast<std::size_t>(i)] = sum / static_cast<float>(count);
         }
     }  // tree and points released, lock given back
+    return true;
+}
+
+void SORfilter(Cloud& cloud, int k, float multiplier) {
+    std::vector<std::int32_t> index;
+    std::vector<float> mean;
+    if (!sorMeanDistances(cloud, k, index, mean)) return;
+    const int n = static_cast<int>(index.size());
 
     // 4.-6. Statistics of the positive means, all in float.
     float total = 0.0f;

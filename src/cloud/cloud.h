@@ -8,6 +8,7 @@
 #define XELORAALGO_SRC_CLOUD_CLOUD_H
 
 #include <array>
+#include <cstdint>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -29,6 +30,12 @@ using Cloud = std::vector<std::array<double, 3>>;
 // naming k and the valid count, before anything is built; the cloud is then left untouched.
 // Serialised process-wide: the kd-tree library keeps its search state in global variables.
 void SORfilter(Cloud& cloud, int k, float multiplier);
+
+// First half of SORfilter: the valid list (cloud indices of the points with z > 0) and each valid
+// point's mean distance to its k nearest neighbours (0 where all of them coincide with it).
+// Returns false, with both vectors empty, when there are fewer than 10 valid points; throws like
+// SORfilter for a bad k.
+bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& index, std::vector<float>& mean);
 
 // Removes points (z > 200 are valid; invalid points become (0, 0, 0)) whose mean of the k smallest
 // distances to the other 20 points of a 21-point window of consecutive valid points lies outside
