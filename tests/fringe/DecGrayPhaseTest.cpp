@@ -351,19 +351,36 @@ TEST(DecGrayPhase, ReversedTwoPassWithoutRoundsEqualsOnePass) {
 
 TEST(DecGrayPhase, EveryPixelDecodedWhateverTheRoi) {
     // Without smoothing (and with a radius-0 smoothing round) each pixel's result depends on that
-    // pixel only, so decoding the whole ROI on the banded workers must give what decoding each pixel
-    // alone (1 x 1 ROI: no worker owns it, the calling thread decodes it) gives, including the
-    // N mod 8 pixels past the last band.
+    // pixel only. Decoding the same pixels as a w x h ROI, as one row padded with k extra pixels
+    // (which moves every band boundary and the N mod 8 leftover) and, for the smallest image, one
+    // pixel at a time (a 1 x 1 ROI has no band at all) must give the same values everywhere.
     std::mt19937 rng(5);
-    for (auto wh : {std::pair<int, int>{8, 2}, std::pair<int, int>{13, 3}, std::pair<int, int>{3, 3}}) {
+    const std::pair<int, int> sizes[] = {{8, 2}, {13, 3}, {3, 3}, {5, 1}};
+    for (auto wh : sizes) {
         const int w = wh.first, h = wh.second;
         AlgoEngine e;
         setRoi(e, w, h);
         Stack s(11, w, h);
         for (auto& p : s.planes)
             for (auto& v : p) v = (unsigned char)(rng() % 256);
-        AlgoEngine single;
-        setRoi(single, 1, 1);
+        std::vector<std::pair<AlgoEngine, Stack>> others;
+        for (int k : {1, 3, 6}) {
+            AlgoEngine row;
+            setRoi(row, int(s.n()) + k, 1);
+            Stack padded(11, int(s.n()) + k, 1);
+            for (int p = 0; p < 11; ++p)
+                for (std::size_t i = 0; i < padded.n(); ++i)
+                    padded.planes[p][i] = i < s.n() ? s.planes[p][i] : (unsigned char)(rng() % 256);
+            others.emplace_back(row, padded);
+        }
+        if (w * h < 8)
+            for (std::size_t i = 0; i < s.n(); ++i) {
+                AlgoEngine single;
+                setRoi(single, 1, 1);
+                Stack one(11, 1, 1);
+                for (int p = 0; p < 11; ++p) one.planes[p][0] = s.planes[p][i];
+                others.emplace_back(single, one);
+            }
         for (Decoder d : {XELORAALGO::fringe::DecGrayPhase1, XELORAALGO::fringe::UnDecGrayPhase1,
                           XELORAALGO::fringe::UnDecGrayPhase2}) {
             for (int mode = 0; mode < 3; ++mode) {
@@ -371,18 +388,23 @@ TEST(DecGrayPhase, EveryPixelDecodedWhateverTheRoi) {
                 const int rounds = mode == 2 ? 1 : 0;
                 Outputs all(s.n());
                 run(d, e, s, all, smooth, rounds, 0.5f);
-                for (std::size_t i = 0; i < s.n(); ++i) {
-                    Stack one(11, 1, 1);
-                    for (int k = 0; k < 11; ++k) one.planes[k][0] = s.planes[k][i];
-                    Outputs o(1);
-                    run(d, single, one, o, smooth, rounds, 0.5f);
-                    ASSERT_EQ(all.phase[i], o.phase[0]) << w << "x" << h << " mode " << mode << " pixel " << i;
-                    ASSERT_EQ(all.mod[i], o.mod[0]);
-                    ASSERT_EQ(all.avg[i], o.avg[0]);
-                    // The vertical check of UnDecGrayPhase2 looks at neighbours; skip its mask.
-                    if (!(d == XELORAALGO::fringe::UnDecGrayPhase2 && mode == 0)) {
-                        ASSERT_EQ(all.valid[i], o.valid[0]);
+                std::size_t singleIndex = 0;
+                for (auto& other : others) {
+                    Outputs o(other.second.n());
+                    run(d, other.first, other.second, o, smooth, rounds, 0.5f);
+                    // A 1 x 1 ROI holds pixel singleIndex; a padded row holds all pixels from 0.
+                    const bool single = other.second.n() == 1;
+                    for (std::size_t i = single ? singleIndex : 0; i < (single ? singleIndex + 1 : s.n()); ++i) {
+                        const std::size_t j = single ? 0 : i;
+                        ASSERT_EQ(all.phase[i], o.phase[j]) << w << "x" << h << " mode " << mode << " pixel " << i;
+                        ASSERT_EQ(all.mod[i], o.mod[j]);
+                        ASSERT_EQ(all.avg[i], o.avg[j]);
+                        // The vertical check of UnDecGrayPhase2 looks at neighbours; skip its mask.
+                        if (!(d == XELORAALGO::fringe::UnDecGrayPhase2 && mode == 0)) {
+                            ASSERT_EQ(all.valid[i], o.valid[j]);
+                        }
                     }
+                    if (single) ++singleIndex;
                 }
             }
         }
