@@ -27,4 +27,26 @@ bool XeloraAlgo::CalPixelAverage(unsigned char* image, const int& width, const i
     return imaging::CalPixelAverage(image, width, height, threshold);
 }
 
+int XeloraAlgo::AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
+                             const int& target, const int& lower, const int& upper, const int& current) {
+    return imaging::AutoExposure(*engine_, captures, exposureTimes, pairCount, target, lower, upper,
+                                 current);
+}
+
+int XeloraAlgo::AutoExposure(const double& current, float* modulation1, float* modulation2,
+                             float* average1, float* average2, const int& lower, const int& upper,
+                             const int& target) {
+    return imaging::AutoExposure(*engine_, current, modulation1, modulation2, average1, average2, lower,
+                                 upper, target);
+}
+
+double XeloraAlgo::BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
+                                         const double& upper, const int& target, const double& current) {
+    return imaging::BinarySearch_updataET(*engine_, image1, image2, lower, upper, target, current);
+}
+
+int XeloraAlgo::GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper) {
+    return imaging::GetTh(values, lower, upper);
+}
+
 }  // namespace XELORAALGO
