@@ -150,6 +150,25 @@ public:
                     unsigned char** const dstB, const int& count);
     void CalPreview(unsigned char* preview, float* m1, float* m2, float* m3, float* m4);
     bool CalPixelAverage(unsigned char* image, const int& width, const int& height, const int& threshold);
+    int AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
+                     const int& target, const int& lower, const int& upper, const int& current);
+    int AutoExposure(const double& current, float* modulation1, float* modulation2, float* average1,
+                     float* average2, const int& lower, const int& upper, const int& target);
+    double BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
+                                 const double& upper, const int& target, const double& current);
+    int GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper);
+    void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
+                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
+    void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
+                  const int& divisor, const int& target, const int& lower, const int& upper, int* results);
+    void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
+                    unsigned char** const out2, const int& count);
+    void DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
+                       const int& H);
+    void DownSampling2(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
+                       const int& H);
+    void DownSampling3(unsigned char* src, unsigned char* dst, const int& W, const int& H);
+    void CalcImageBuffer(unsigned char* input, unsigned char* output, const bool& enable);
 
     // ---- laser-line profiling ----
     // Line lists (Point2dList) hold one entry per ROI row, (x, y) = (line column, row); x == 0 means
@@ -162,6 +181,10 @@ public:
     // the weight sum is 0.
     void CalLineCenter(int const& row, std::vector<int> const& positions, std::vector<int> const& weights,
                        std::array<double, 2>& centre);
+    // Centre of `count` weights starting at column `start`: centre = (index, start + sum(i*w)/sum(w)).
+    // Note the order: index (usually the row) first. Unchanged when the weight sum is 0.
+    void CalLineCenter_new(int const& index, int const& start, int const& count, int const* weights,
+                           std::array<double, 2>& centre);
     // Stripe centres of one image (lit = value > 0) into points[r] = (column, row) in ROI
     // coordinates plus `offset`; points must already hold >= height entries (pass them zeroed),
     // mask[r] is set true for rows with a line. Points within 20 columns of either ROI side are
