@@ -49,4 +49,23 @@ int XeloraAlgo::GetTh(const std::vector<unsigned char>& values, const int& lower
     return imaging::GetTh(values, lower, upper);
 }
 
+void XeloraAlgo::AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes,
+                          const int& pairCount, const int& divisor, const int& target, const int& lower,
+                          const int& upper, int* results) {
+    imaging::AutoHDR1(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
+                      results);
+}
+
+void XeloraAlgo::AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes,
+                          const int& pairCount, const int& divisor, const int& target, const int& lower,
+                          const int& upper, int* results) {
+    imaging::AutoHDR2(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
+                      results);
+}
+
+void XeloraAlgo::CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq,
+                            unsigned char** const out1, unsigned char** const out2, const int& count) {
+    imaging::CalHDRFuse(*engine_, shortSeq, longSeq, out1, out2, count);
+}
+
 }  // namespace XELORAALGO
