@@ -21,12 +21,15 @@ std::vector<double> polynomialFit(const std::vector<double>& x, const std::vecto
     const std::size_t count = x.size();
     std::vector<std::vector<double>> N(static_cast<std::size_t>(m), std::vector<double>(static_cast<std::size_t>(m)));
     std::vector<double> r(static_cast<std::size_t>(m));
+    // N[i][j] depends on i + j only: each of the 2m - 1 distinct sums is formed once, in sample order.
+    std::vector<double> powerSum(static_cast<std::size_t>(2 * m - 1));
+    for (int e = 0; e < 2 * m - 1; ++e) {
+        double s = 0.0;
+        for (std::size_t k = 0; k < count; ++k) s += std::pow(x[k], static_cast<double>(e));
+        powerSum[e] = s;
+    }
     for (int i = 0; i < m; ++i) {
-        for (int j = 0; j < m; ++j) {
-            double s = 0.0;
-            for (std::size_t k = 0; k < count; ++k) s += std::pow(x[k], static_cast<double>(i + j));
-            N[i][j] = s;
-        }
+        for (int j = 0; j < m; ++j) N[i][j] = powerSum[i + j];
         double s = 0.0;
         for (std::size_t k = 0; k < count; ++k) s += std::pow(x[k], static_cast<double>(i)) * y[k];
         r[i] = s;
