@@ -143,25 +143,13 @@ void SORfilter(Cloud& cloud, int k, float multiplier) {
     }
 }
 
-void sorFilter(Cloud& cloud, int k, double /*unused*/) {
+std::vector<double> sorWindowMeans(const Cloud& cloud, const std::vector<std::int32_t>& index, int k) {
     constexpr int kWindow = 21;
     constexpr int kHalf = 10;
-
-    // 1. Working copy with every invalid point (z <= 200) zeroed; valid list in cloud order.
-    Cloud out(cloud);
-    std::vector<std::int32_t> index;
-    for (std::size_t i = 0; i < cloud.size(); ++i) {
-        if (cloud[i][2] > 200.0)
-            index.push_back(static_cast<std::int32_t>(i));
-        else
-            out[i] = {0.0, 0.0, 0.0};
-    }
     const int n = static_cast<int>(index.size());
-    if (n < kWindow) return;
-
-    // 3. Mean of the k smallest distances to the other points of a 21-point window.
-    const int terms = std::min(k, kWindow - 1);
     std::vector<double> mean(static_cast<std::size_t>(n));
+    if (n < kWindow) return mean;
+    const int terms = std::min(k, kWindow - 1);
     double dist[kWindow - 1];
     for (int i = 0; i < n; ++i) {
         int begin;
@@ -186,6 +174,24 @@ void sorFilter(Cloud& cloud, int k, double /*unused*/) {
         for (int j = 0; j < terms; ++j) s += dist[j] / static_cast<double>(k);
         mean[static_cast<std::size_t>(i)] = s;
     }
+    return mean;
+}
+
+void sorFilter(Cloud& cloud, int k, double /*unused*/) {
+    // 1. Working copy with every invalid point (z <= 200) zeroed; valid list in cloud order.
+    Cloud out(cloud);
+    std::vector<std::int32_t> index;
+    for (std::size_t i = 0; i < cloud.size(); ++i) {
+        if (cloud[i][2] > 200.0)
+            index.push_back(static_cast<std::int32_t>(i));
+        else
+            out[i] = {0.0, 0.0, 0.0};
+    }
+    const int n = static_cast<int>(index.size());
+    if (n < 21) return;
+
+    // 3. Mean of the k smallest distances to the other points of a 21-point window.
+    const std::vector<double> mean = sorWindowMeans(cloud, index, k);
 
     // 4. Cloud mean and band half-width.
     double total = 0.0;

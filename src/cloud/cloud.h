@@ -46,6 +46,11 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
 // k > 20 the sum stops at those 20 (each still divided by k).
 void sorFilter(Cloud& cloud, int k, double unused);
 
+// First half of sorFilter: for the valid points listed in `index` (cloud indices, in cloud order,
+// at least 21 of them; otherwise all results are 0), the mean M_i of the k smallest of the 20
+// distances from point i to the other points of its window, each term divided by k before it is added.
+std::vector<double> sorWindowMeans(const Cloud& cloud, const std::vector<std::int32_t>& index, int k);
+
 // ---- smoothing (CloudSmooth.cpp) ----
 
 // Smooths z of an organised w x h point map (w, h from engine.roi; z > 0 valid) with the valid
