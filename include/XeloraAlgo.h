@@ -137,6 +137,21 @@ public:
                   const bool& useSmoothing, const float& smoothSigma);
 
     // ---- depth-map filters ----
+    // 3 x 3 order statistic of every nonzero interior pixel (order 0 max, 4 median, 8 min); zeros
+    // and the border are unchanged.
+    void MediaFilter(float* map, const int& order);
+    // Raster-order removal of points with fewer than 2 * radius^2 neighbours (itself included) within
+    // distance in 3-D; removed points become (0, 0, 0) with mask false.
+    void Outlierdetect(float* X, float* Y, float* Z, bool* mask, const int& radius, const float& distance);
+    // Drops pixels (value 0, mask false) whose central-difference gradient (clamped at 255) is not
+    // below gradientLimit, when passLevel is in (0, 1]; passLevel > 1 drops all, <= 0 none.
+    void GradientFilter(float* mapA, float* mapB, bool* maskA, bool* maskB, const float& gradientLimit,
+                        const float& passLevel);
+    // Fills holes (Z == 0) of a point map at filling level mode 1 .. 5: regions of at most smallArea
+    // pixels from mode 1 on, regions below largeArea from mode 2 on, from valid depths in
+    // [minDepth, maxDepth]; needs CalKR. Nothing within five pixels of the border is filled.
+    void FillingFunction(float* X, float* Y, float* Z, bool* mask, const int& mode, const int& smallArea,
+                         const int& largeArea, const int& minDepth, const int& maxDepth);
 
     // ---- bilateral filter ----
     // Edge-preserving smoothing of a float map in place inside mask; invalid pixels become 0.
@@ -191,6 +206,13 @@ public:
     // cleared. flag and p1..p5 are not used.
     void lineExtract4(bool const& flag, unsigned char* image, Point2dList& points, bool* mask, int const& p1,
                       int const& p2, int const& p3, int const& p4, int const& p5, std::array<int, 2> const& offset);
+    // Variant for images with background (lit = value > 30): points[r] = (column, row) in ROI
+    // coordinates, same list and mask conventions as lineExtract4, no border band. Runs of 1-2
+    // pixels count only where offsetY + column lies strictly between narrowRunSpan/3 and twice that;
+    // the mean line column over sensor rows rowBandSpan/3 .. 2*(rowBandSpan/3) steers the neighbour
+    // passes. q1, q2 and range are not used.
+    void lineExtract5(unsigned char* image, Point2dList& points, bool* mask, int const& q1, int const& q2,
+                      std::array<int, 2> const& range, int const& narrowRunSpan, int const& rowBandSpan);
     // In place: ROI coordinates of the raw image of camera 1 (firstCamera) or 2 -> undistorted
     // SENSOR pixel coordinates (ROI offset added, K and D of that camera).
     void UndistortPoints2(bool const& firstCamera, Point2dList& points);
