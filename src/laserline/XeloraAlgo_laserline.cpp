@@ -20,6 +20,12 @@ void XeloraAlgo::lineExtract4(bool const& /*flag*/, unsigned char* image, Point2
     laserline::lineExtract4(*engine_, image, points, mask, offset);
 }
 
+void XeloraAlgo::lineExtract5(unsigned char* image, Point2dList& points, bool* mask, int const& /*q1*/,
+                              int const& /*q2*/, std::array<int, 2> const& /*range*/, int const& narrowRunSpan,
+                              int const& rowBandSpan) {
+    laserline::lineExtract5(*engine_, image, points, mask, narrowRunSpan, rowBandSpan);
+}
+
 void XeloraAlgo::UndistortPoints2(bool const& firstCamera, Point2dList& points) {
     laserline::UndistortPoints2(*engine_, firstCamera, points);
 }

@@ -11,18 +11,6 @@ using namespace linetest;
 
 namespace {
 
-struct Scene {
-    int W, H;
-    std::vector<unsigned char> img;
-    Scene(int w, int h) : W(w), H(h), img(static_cast<std::size_t>(w) * h, 0) {}
-    void put(int r, int x0, std::initializer_list<int> vals) {
-        int x = x0;
-        for (int v : vals) img[static_cast<std::size_t>(r) * W + x++] = static_cast<unsigned char>(v);
-    }
-    // The clean 5-pixel stripe 10, 50, 100, 50, 10 centred on column c.
-    void stripe(int r, int c) { put(r, c - 2, {10, 50, 100, 50, 10}); }
-};
-
 struct Result {
     Point2dList pts;
     std::vector<char> mask;

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <vector>
 
 #include "XeloraAlgo.h"
@@ -121,6 +122,19 @@ inline std::array<double, 2> distort(const double* K, const double* D, const std
 inline double dist3(const std::array<double, 3>& a, const std::array<double, 3>& b) {
     return std::sqrt((a[0] - b[0]) * (a[0] - b[0]) + (a[1] - b[1]) * (a[1] - b[1]) + (a[2] - b[2]) * (a[2] - b[2]));
 }
+
+// A black W x H image with hand-placed pixel values.
+struct Scene {
+    int W, H;
+    std::vector<unsigned char> img;
+    Scene(int w, int h) : W(w), H(h), img(static_cast<std::size_t>(w) * h, 0) {}
+    void put(int r, int x0, std::initializer_list<int> vals) {
+        int x = x0;
+        for (int v : vals) img[static_cast<std::size_t>(r) * W + x++] = static_cast<unsigned char>(v);
+    }
+    // The clean 5-pixel stripe 10, 50, 100, 50, 10 centred on column c.
+    void stripe(int r, int c) { put(r, c - 2, {10, 50, 100, 50, 10}); }
+};
 
 }  // namespace linetest
 
