@@ -138,24 +138,9 @@ TEST(SurfaceFit, PowerSumFitsRoundEachDoubleSumToFloatOnce) {
                            [](double, double y) { return y; }, [](double, double) { return 1.0; }}));
 }
 
-TEST(SurfaceFit, Poly55FindsTheXyTerm) {
-    // z = 0.01 xy: only term 16 (xy; 6 + 5 + 4 terms of degrees 5, 4, 3 come first, then x^2) remains.
-    std::vector<float> c;
-    fitting::PlaneFitPoly55(grid(-200, 200, 20, [](double x, double y) { return 0.01 * x * y; }), c);
-    ASSERT_EQ(c.size(), 21u);
-    EXPECT_NEAR(c[16], 0.01, 1e-6);
-    // Every other term contributes almost nothing over |x|, |y| <= 200.
-    int k = 0;
-    for (int d = 5; d >= 0; --d) {
-        for (int a = d; a >= 0; --a, ++k) {
-            if (k == 16) continue;
-            EXPECT_LT(std::fabs(c[k]) * std::pow(200.0, d), 1e-2) << "term " << k;
-        }
-    }
-}
-
 TEST(SurfaceFit, ScaledFitsReturnCoefficientsForUnscaledCoordinates) {
-    // A constant, both linear terms, xy and x^2: each sits at its own index and comes back in the
+    // A constant, both linear terms, xy and x^2: each sits at its own index (degree 5, 4, 3 take
+    // indices 0-14, then x^2 = 15, xy = 16, y^2 = 17, x = 18, y = 19, 1 = 20) and comes back in the
     // caller's units (a wrong rescaling exponent would be off by powers of 100).
     const auto f = [](double x, double y) { return 50 + 0.3 * x - 0.2 * y + 0.01 * x * y + 1e-4 * x * x; };
     std::vector<float> c;
