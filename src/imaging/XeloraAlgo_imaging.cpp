@@ -68,4 +68,22 @@ void XeloraAlgo::CalHDRFuse(unsigned char** const shortSeq, unsigned char** cons
     imaging::CalHDRFuse(*engine_, shortSeq, longSeq, out1, out2, count);
 }
 
+void XeloraAlgo::DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count,
+                               const int& W, const int& H) {
+    imaging::DownSampling1(src, dst, count, W, H);
+}
+
+void XeloraAlgo::DownSampling2(unsigned char** const src, unsigned char** const dst, const int& count,
+                               const int& W, const int& H) {
+    imaging::DownSampling2(src, dst, count, W, H);
+}
+
+void XeloraAlgo::DownSampling3(unsigned char* src, unsigned char* dst, const int& W, const int& H) {
+    imaging::DownSampling3(src, dst, W, H);
+}
+
+void XeloraAlgo::CalcImageBuffer(unsigned char* input, unsigned char* output, const bool& enable) {
+    imaging::CalcImageBuffer(*engine_, input, output, enable);
+}
+
 }  // namespace XELORAALGO
