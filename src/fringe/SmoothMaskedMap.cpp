@@ -5,6 +5,7 @@
 // Outputs: map: valid pixels hold the smoothed value, invalid pixels 0.
 // Working storage (weights, a copy of the map and the horizontal result) is allocated here and
 // released on return.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <new>
@@ -47,55 +48,76 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     const int width = engine.roi.width;
     const int height = engine.roi.height;
 
-    const std::vector<double> w = gaussianWeights(sigma);
-    const int radius = static_cast<int>(w.size() / 2);
+    const std::vector<double> weights = gaussianWeights(sigma);
+    const int radius = static_cast<int>(weights.size() / 2);
 
-    std::vector<float> source(map, map + n);
-    std::vector<float> h(n, 0.0f);
-    for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
-
-    // Horizontal pass.
-    for (int r = 0; r < height; ++r) {
-        const std::size_t row = static_cast<std::size_t>(r) * static_cast<std::size_t>(width);
-        for (int c = 0; c < width; ++c) {
-            if (!mask[row + c]) continue;
-            float weightSum = 0.0f;
-            float valueSum = 0.0f;
-            // Taps outside the row are left out; the loop range skips them up front.
-            const int xFirst = -(c < radius ? c : radius);
-            const int xLast = (width - 1 - c < radius) ? width - 1 - c : radius;
-            for (int x = xFirst; x <= xLast; ++x) {
-                const int q = c + x;
-                if (!mask[row + q]) continue;
-                const double wx = w[static_cast<std::size_t>(x + radius)];
-                weightSum += static_cast<float>(wx);
-                valueSum = static_cast<float>(static_cast<double>(valueSum) +
-                                              wx * static_cast<double>(source[row + q]));
-            }
-            h[row + c] = valueSum / weightSum;
-        }
+    // Working copies: the source with invalid pixels set to 0, the mask as 0/1 floats, and the
+    // horizontal result (0 on invalid pixels).
+    std::vector<float> source(n), validF(n), h(n, 0.0f);
+    for (std::size_t i = 0; i < n; ++i) {
+        source[i] = mask[i] ? map[i] : 0.0f;
+        validF[i] = mask[i] ? 1.0f : 0.0f;
+        map[i] = 0.0f;
     }
 
-    // Vertical pass.
+    // Both passes run tap by tap over a whole row, keeping one weight sum and one value sum per
+    // column, so every pixel still adds its taps in the order -R ... R (the same sums as a
+    // pixel-by-pixel loop) while the inner loop runs over contiguous columns without branches.
+    // A tap on an invalid pixel adds weight x 0.0f and weight x 0.0 (its value was zeroed), which
+    // leaves both sums unchanged bit for bit. Sums of invalid centre pixels are discarded.
+    const std::size_t w = static_cast<std::size_t>(width);
+    std::vector<float> weightSum(w), valueSum(w);
+
+    // Horizontal pass: row r of source into row r of h.
     for (int r = 0; r < height; ++r) {
-        const std::size_t row = static_cast<std::size_t>(r) * static_cast<std::size_t>(width);
-        for (int c = 0; c < width; ++c) {
-            if (!mask[row + c]) continue;
-            float weightSum = 0.0f;
-            float valueSum = 0.0f;
-            const int yFirst = -(r < radius ? r : radius);
-            const int yLast = (height - 1 - r < radius) ? height - 1 - r : radius;
-            for (int y = yFirst; y <= yLast; ++y) {
-                const int q = r + y;
-                const std::size_t j = static_cast<std::size_t>(q) * static_cast<std::size_t>(width) + c;
-                if (!mask[j]) continue;
-                const double wy = w[static_cast<std::size_t>(y + radius)];
-                weightSum += static_cast<float>(wy);
-                valueSum = static_cast<float>(static_cast<double>(valueSum) +
-                                              wy * static_cast<double>(h[j]));
+        const std::size_t row = static_cast<std::size_t>(r) * w;
+        const float* src = source.data() + row;
+        const float* vf = validF.data() + row;
+        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
+        std::fill(valueSum.begin(), valueSum.end(), 0.0f);
+        const int xReach = radius < width - 1 ? radius : width - 1;  // taps beyond the row add nothing
+        for (int x = -xReach; x <= xReach; ++x) {
+            const double wd = weights[static_cast<std::size_t>(x + radius)];
+            const float wf = static_cast<float>(wd);
+            const int cBegin = x < 0 ? -x : 0;
+            const int cEnd = x > 0 ? width - x : width;  // exclusive
+            float* ws = weightSum.data();
+            float* vs = valueSum.data();
+            for (int c = cBegin; c < cEnd; ++c) {
+                ws[c] += wf * vf[c + x];
+                vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(src[c + x]));
             }
-            map[row + c] = valueSum / weightSum;
         }
+        const bool* m = mask + row;
+        float* out = h.data() + row;
+        for (int c = 0; c < width; ++c)
+            if (m[c]) out[c] = valueSum[c] / weightSum[c];
+    }
+
+    // Vertical pass: rows r - R ... r + R of h into row r of map.
+    for (int r = 0; r < height; ++r) {
+        const std::size_t row = static_cast<std::size_t>(r) * w;
+        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
+        std::fill(valueSum.begin(), valueSum.end(), 0.0f);
+        const int yFirst = -(r < radius ? r : radius);
+        const int yLast = (height - 1 - r < radius) ? height - 1 - r : radius;
+        for (int y = yFirst; y <= yLast; ++y) {
+            const std::size_t qrow = static_cast<std::size_t>(r + y) * w;
+            const float* vf = validF.data() + qrow;
+            const float* hq = h.data() + qrow;
+            const double wd = weights[static_cast<std::size_t>(y + radius)];
+            const float wf = static_cast<float>(wd);
+            float* ws = weightSum.data();
+            float* vs = valueSum.data();
+            for (int c = 0; c < width; ++c) {
+                ws[c] += wf * vf[c];
+                vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(hq[c]));
+            }
+        }
+        const bool* m = mask + row;
+        float* out = map + row;
+        for (int c = 0; c < width; ++c)
+            if (m[c]) out[c] = valueSum[c] / weightSum[c];
     }
 }
 
