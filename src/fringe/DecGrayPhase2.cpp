@@ -105,46 +105,42 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
         }
     }
 
-    // 3. Binarise each Gray image against its inverse.
-    for (int j = 0; j <= 6; ++j) {
-        unsigned char* p = planes[2 * j];
-        const unsigned char* inv = planes[2 * j + 1];
-        for (std::size_t i = 0; i < n; ++i) {
-            const float t = avg[i];
-            const float m = mod[i];
-            if (t < 5.0f) {
-                valid[i] = false;
-                continue;
-            }
-            if (t > m) {
-                if (p[i] > inv[i]) {
-                    p[i] = 1;
-                    continue;
-                }
-                if (p[i] < inv[i]) {
-                    p[i] = 0;
-                    continue;
-                }
-            }
-            if (t > static_cast<float>(p[i]) && static_cast<float>(inv[i]) > m)
-                p[i] = 0;
-            else if (static_cast<float>(p[i]) > m && t > static_cast<float>(inv[i]))
-                p[i] = 1;
-            else
-                valid[i] = false;
-        }
-    }
-
-    // 4. Each of the six bits becomes its exclusive-or with the decoded seventh bit.
-    const unsigned char* bit7 = planes[12];
-    for (int j = 0; j < 6; ++j) {
-        unsigned char* p = planes[2 * j];
-        for (std::size_t i = 0; i < n; ++i) p[i] = (p[i] != bit7[i]) ? 1 : 0;
-    }
-
-    // 5. Wrap the phase into [0, 2pi) and form the period number (most significant bit inverted).
+    // 3.-5. Per pixel (each pixel depends only on its own planes here): binarise the seven pattern /
+    // inverse pairs, replace each of the six bits by its exclusive-or with the seventh, wrap the
+    // phase into [0, 2pi) and form the period number (most significant bit inverted).
     std::vector<std::int32_t> w1(n);
+    unsigned char* bit7 = planes[12];
     for (std::size_t i = 0; i < n; ++i) {
+        const float t = avg[i];
+        const float m = mod[i];
+        if (t < 5.0f) {
+            valid[i] = false;  // no pair is binarised: the planes keep their grey levels
+        } else {
+            for (int j = 0; j <= 6; ++j) {
+                unsigned char& p = planes[2 * j][i];
+                const unsigned char inv = planes[2 * j + 1][i];
+                if (t > m) {
+                    if (p > inv) {
+                        p = 1;
+                        continue;
+                    }
+                    if (p < inv) {
+                        p = 0;
+                        continue;
+                    }
+                }
+                if (t > static_cast<float>(p) && static_cast<float>(inv) > m)
+                    p = 0;
+                else if (static_cast<float>(p) > m && t > static_cast<float>(inv))
+                    p = 1;
+                else
+                    valid[i] = false;  // p keeps its grey level
+            }
+        }
+        for (int j = 0; j < 6; ++j) {
+            unsigned char& p = planes[2 * j][i];
+            p = (p != bit7[i]) ? 1 : 0;
+        }
         if (phi[i] < 0.0f) phi[i] = static_cast<float>(static_cast<double>(phi[i]) + kTwoPi);
         int b = planes[0][i] == 0 ? 1 : 0;
         int w = b;
@@ -169,7 +165,8 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
         }
     }
 
-    // 7. Unwrap. The shifted period number uses the stored value of plane 12 (the decoded bit).
+    // 7.-8. Unwrap (the shifted period number uses the stored value of plane 12, the decoded bit)
+    // and write the outputs.
     for (std::size_t i = 0; i < n; ++i) {
         const std::int32_t a = w1[i];
         const std::int32_t b = bit7[i];
@@ -184,10 +181,6 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
             w = a2 - 1;
         absolutePhase[i] =
             static_cast<float>(static_cast<double>(static_cast<float>(w)) * kTwoPi + static_cast<double>(phi[i]));
-    }
-
-    // 8. Outputs.
-    for (std::size_t i = 0; i < n; ++i) {
         modulationMap[i] = mod[i];
         averageMap[i] = avg[i];
         validMask[i] = valid[i];

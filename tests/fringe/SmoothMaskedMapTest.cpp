@@ -161,7 +161,7 @@ TEST(SmoothMaskedMap, RampIsKeptInsideAndRenormalisedAtTheBorder) {
 }
 
 TEST(SmoothMaskedMap, InvalidPixelsNeitherContributeNorReceive) {
-    // Valid pixels hold 10, invalid ones a huge value: every valid pixel stays 10 (up to rounding of
+    // Valid pixels hold 10, invalid ones a huge value or NaN: every valid pixel stays 10 (up to rounding of
     // the renormalised weights), every invalid one becomes 0. A valid pixel fenced by invalid
     // neighbours in its row and column keeps its exact value.
     AlgoEngine e;
@@ -173,7 +173,7 @@ TEST(SmoothMaskedMap, InvalidPixelsNeitherContributeNorReceive) {
     for (int i = 0; i < w * h; ++i)
         if (rng() % 3 == 0) {
             mask.set(i, false);
-            map[i] = 1.0e6f;
+            map[i] = (i % 2) ? 1.0e6f : std::nanf("");
         }
     // Pixel (4, 5) isolated in its row and column within the radius (sigma 2 -> radius 3).
     for (int d = 1; d <= 3; ++d) {
