@@ -106,6 +106,7 @@ void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned
             if (!truncIndex(column, width, u) || !truncIndex(rowPos, height, v)) continue;
             const std::size_t at = 3 * (static_cast<std::size_t>(v) * static_cast<std::size_t>(width) +
                                         static_cast<std::size_t>(u));
+            if (at + 2 >= bytes.size()) continue;  // a short byte vector: pixels past its end are absent
             out[i].first = {P[0], P[1], P[2], static_cast<double>(bytes[at]), static_cast<double>(bytes[at + 1]),
                             static_cast<double>(bytes[at + 2])};
             out[i].second = true;

@@ -6,6 +6,7 @@
 //          (x, y, z) doubles, in/out), half-size r, radius (CloudSmooth).
 // Outputs: z rewritten in place; x and y kept. CloudSmooth writes w x h points, invalid ones (0, 0, 0).
 // Working storage (a copy of the input, the kernel) is allocated here and released on return.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -19,9 +20,12 @@ namespace cloud {
 void CloudSmooth(const AlgoEngine& engine, Cloud& map, int r, float radius) {
     const int w = engine.width();
     const int h = engine.height();
-    const Cloud src(map);  // neighbours always come from the unsmoothed map
+    // Neighbours always come from the unsmoothed map; a map shorter than the ROI reads as empty
+    // points past its end.
+    Cloud src(map);
     map.clear();
     if (w <= 0 || h <= 0) return;
+    if (src.size() < engine.pixelCount()) src.resize(engine.pixelCount(), {0.0, 0.0, 0.0});
     map.reserve(engine.pixelCount());
     const float r2 = radius * radius;
     for (int row = 0; row < h; ++row) {
@@ -33,10 +37,10 @@ void CloudSmooth(const AlgoEngine& engine, Cloud& map, int r, float radius) {
             }
             float sum = 0.0f;
             int count = 0;
-            const int r0 = row - r < 0 ? 0 : row - r;
-            const int r1 = row + r > h - 1 ? h - 1 : row + r;
-            const int c0 = col - r < 0 ? 0 : col - r;
-            const int c1 = col + r > w - 1 ? w - 1 : col + r;
+            const int r0 = static_cast<int>(std::max<long long>(0LL, static_cast<long long>(row) - r));
+            const int r1 = static_cast<int>(std::min<long long>(h - 1LL, static_cast<long long>(row) + r));
+            const int c0 = static_cast<int>(std::max<long long>(0LL, static_cast<long long>(col) - r));
+            const int c1 = static_cast<int>(std::min<long long>(w - 1LL, static_cast<long long>(col) + r));
             for (int qr = r0; qr <= r1; ++qr) {
                 const std::size_t base = static_cast<std::size_t>(qr) * static_cast<std::size_t>(w);
                 for (int qc = c0; qc <= c1; ++qc) {
@@ -60,21 +64,10 @@ void CloudSmooth(const AlgoEngine& engine, Cloud& map, int r, float radius) {
 
 void Gaussianfilter_PMR(Cloud& cloud, int r) {
     if (r < 0) return;
-    const int taps = 2 * r + 1;
+    const long long taps = 2LL * r + 1;
 
-    // 1. Normalised kernel, sigma = K / 3.
-    const double sigma = static_cast<double>(taps) / 3.0;
-    std::vector<double> weight(static_cast<std::size_t>(taps));
-    double wsum = 0.0;
-    for (int j = -r; j <= r; ++j) {
-        const double jj = static_cast<double>(j) * static_cast<double>(j);
-        const double v = std::exp(-jj / (2.0 * sigma * sigma));
-        weight[static_cast<std::size_t>(j + r)] = v;
-        wsum += v;
-    }
-    for (double& v : weight) v = v / wsum;
-
-    // 2. Valid points (x != 0) in cloud order: their cloud indices and depths.
+    // Valid points (x != 0) in cloud order: their cloud indices and depths. Fewer than K: unchanged
+    // (checked before the kernel is built, so that a huge r costs nothing).
     std::vector<std::int32_t> index;
     std::vector<double> z;
     for (std::size_t i = 0; i < cloud.size(); ++i) {
@@ -85,6 +78,18 @@ void Gaussianfilter_PMR(Cloud& cloud, int r) {
     }
     const long long n = static_cast<long long>(index.size());
     if (n < taps) return;
+
+    // Normalised kernel, sigma = K / 3.
+    const double sigma = static_cast<double>(taps) / 3.0;
+    std::vector<double> weight(static_cast<std::size_t>(taps));
+    double wsum = 0.0;
+    for (int j = -r; j <= r; ++j) {
+        const double jj = static_cast<double>(j) * static_cast<double>(j);
+        const double v = std::exp(-jj / (2.0 * sigma * sigma));
+        weight[static_cast<std::size_t>(j + r)] = v;
+        wsum += v;
+    }
+    for (double& v : weight) v = v / wsum;
 
     // 3. Weighted mean over the existing neighbours whose depth is within 5 of the centre's.
     for (long long i = 0; i < n; ++i) {

@@ -56,7 +56,7 @@ std::vector<double> sorWindowMeans(const Cloud& cloud, const std::vector<std::in
 // Smooths z of an organised w x h point map (w, h from engine.roi; z > 0 valid) with the valid
 // points of the (2r + 1)^2 neighbourhood that lie within `radius` (3-D distance) of the centre point.
 // Writes the result back into `map` (x, y kept, z replaced by the float mean; invalid points become
-// (0, 0, 0)). The map must hold at least w x h points; extra points are dropped.
+// (0, 0, 0)). The map should hold w x h points: extra points are dropped, missing ones read as empty.
 // Neighbours are visited row by row, each row column by column. Where no neighbour qualifies (only
 // possible with r < 0 or a NaN radius) the point keeps its z rounded to float.
 void CloudSmooth(const AlgoEngine& engine, Cloud& map, int r, float radius);
@@ -95,7 +95,7 @@ void RGB2Cloud(const AlgoEngine& engine, const std::vector<std::array<int, 2>>& 
 // (truncated projection). out[i] = ((x, y, z, b0, b1, b2), true), or all zero and false where the point
 // lies behind the camera or projects outside the image. Eight banded workers; the points past the
 // last full band (n mod 8 of them) are coloured the same way on the calling thread.
-// The byte vector must hold width * height * 3 bytes.
+// The byte vector should hold width * height * 3 bytes; points on pixels past its end stay uncoloured.
 void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned char>, int, int>& image,
                  const Cloud& cloud, std::vector<std::pair<std::array<double, 6>, bool>>& out);
 

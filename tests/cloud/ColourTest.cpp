@@ -129,6 +129,14 @@ TEST(GetRGBpoint, EmptyAndSmallClouds) {
     EXPECT_TRUE(out[0].second);
     EXPECT_EQ(out[1].first, (std::array<double, 6>{9.99, 0.5, 100, 27, 0, 9}));
     EXPECT_FALSE(out[2].second);
+
+    // A byte vector shorter than width x height pixels: points on the missing pixels stay uncoloured.
+    auto cut = image;
+    std::get<0>(cut).resize(3 * 25);  // rows 0 ... 1 and half of row 2
+    rig.algo.GetRGBpoint(cut, {{2.5, 3.5, 100.0}, {4.5, 2.5, 100.0}, {5.5, 2.5, 100.0}}, out);
+    EXPECT_FALSE(out[0].second);
+    EXPECT_TRUE(out[1].second);
+    EXPECT_FALSE(out[2].second);
 }
 
 TEST(RGB2Cloud, NearestProjectionWithinDistance) {

@@ -98,6 +98,12 @@ TEST(CloudSmooth, RadiusZeroROneAndInvalidPoints) {
     big.push_back({1.0, 1.0, 1.0});
     algo.CloudSmooth(big, 0, 1.0f);
     EXPECT_EQ(big.size(), 12u);
+    // A shorter one comes back ROI-sized too, the missing points empty.
+    Cloud small(m.begin(), m.begin() + 8);
+    algo.CloudSmooth(small, 1, 1000.0f);
+    ASSERT_EQ(small.size(), 12u);
+    for (std::size_t i = 8; i < 12; ++i) EXPECT_EQ(small[i], kZero);
+    EXPECT_NE(small[7], kZero);
 }
 
 TEST(CloudSmooth, FlattensNoiseWithoutCrossingStep) {
