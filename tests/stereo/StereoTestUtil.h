@@ -66,18 +66,19 @@ struct Rig {
     }
 
     // Camera-1 coordinates of the point that camera 1's (first) or camera 2's sensor pixel (u, v)
-    // sees on the plane Z = z0 of camera 1's frame.
-    void pointOnPlane(bool first, double u, double v, double z0, double P[3]) const {
+    // sees on the plane Z = z0 + slope * X of camera 1's frame.
+    void pointOnPlane(bool first, double u, double v, double z0, double slope, double P[3]) const {
         const double d[3] = {(u - cx) / f, (v - cy) / f, 1.0};
-        if (first) {
-            for (int k = 0; k < 3; ++k) P[k] = z0 * d[k];
-            return;
+        double origin[3] = {0, 0, 0}, dir[3] = {d[0], d[1], d[2]};
+        if (!first) {
+            // Camera 2's ray in camera-1 coordinates: C2 + lambda R^T d.
+            for (int k = 0; k < 3; ++k) {
+                origin[k] = C2[k];
+                dir[k] = R(0, k) * d[0] + R(1, k) * d[1] + R(2, k) * d[2];
+            }
         }
-        // Direction in camera-1 coordinates: R^T d; P = C2 + lambda R^T d with P_z = z0.
-        double dir[3];
-        for (int k = 0; k < 3; ++k) dir[k] = R(0, k) * d[0] + R(1, k) * d[1] + R(2, k) * d[2];
-        const double lambda = (z0 - C2[2]) / dir[2];
-        for (int k = 0; k < 3; ++k) P[k] = C2[k] + lambda * dir[k];
+        const double lambda = (z0 + slope * origin[0] - origin[2]) / (dir[2] - slope * dir[0]);
+        for (int k = 0; k < 3; ++k) P[k] = origin[k] + lambda * dir[k];
     }
 };
 
