@@ -3,7 +3,7 @@
 // Inputs:  engine.roi (width x height), map (float, w x h, caller-owned, smoothed in place),
 //          mask (bool, w x h, caller-owned, read only), sigma (pixels).
 // Outputs: map: valid pixels hold the smoothed value, invalid pixels 0.
-// Working storage (weights, a copy of the map and the horizontal result) is allocated here and
+// Working storage (weights, the horizontal result and a few row buffers) is allocated here and
 // released on return.
 #include <algorithm>
 #include <cmath>
@@ -51,28 +51,24 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     const std::vector<double> weights = gaussianWeights(sigma);
     const int radius = static_cast<int>(weights.size() / 2);
 
-    // Working copies: the source with invalid pixels set to 0, the mask as 0/1 floats, and the
-    // horizontal result (0 on invalid pixels).
-    std::vector<float> source(n), validF(n), h(n, 0.0f);
-    for (std::size_t i = 0; i < n; ++i) {
-        source[i] = mask[i] ? map[i] : 0.0f;
-        validF[i] = mask[i] ? 1.0f : 0.0f;
-        map[i] = 0.0f;
-    }
-
     // Both passes run tap by tap over a whole row, keeping one weight sum and one value sum per
     // column, so every pixel still adds its taps in the order -R ... R (the same sums as a
     // pixel-by-pixel loop) while the inner loop runs over contiguous columns without branches.
-    // A tap on an invalid pixel adds weight x 0.0f and weight x 0.0 (its value was zeroed), which
-    // leaves both sums unchanged bit for bit. Sums of invalid centre pixels are discarded.
+    // A tap on an invalid pixel adds weight x 0.0f and weight x 0.0 (its value is read as 0), which
+    // leaves both sums unchanged bit for bit. Sums of invalid centre pixels are discarded (0 is
+    // written there).
     const std::size_t w = static_cast<std::size_t>(width);
-    std::vector<float> weightSum(w), valueSum(w);
+    std::vector<float> h(n);  // horizontal result, 0 on invalid pixels
+    std::vector<float> weightSum(w), valueSum(w), rowValue(w), rowValid(w);
 
-    // Horizontal pass: row r of source into row r of h.
+    // Horizontal pass: row r of map into row r of h.
     for (int r = 0; r < height; ++r) {
         const std::size_t row = static_cast<std::size_t>(r) * w;
-        const float* src = source.data() + row;
-        const float* vf = validF.data() + row;
+        const bool* m = mask + row;
+        for (std::size_t c = 0; c < w; ++c) {
+            rowValue[c] = m[c] ? map[row + c] : 0.0f;
+            rowValid[c] = m[c] ? 1.0f : 0.0f;
+        }
         std::fill(weightSum.begin(), weightSum.end(), 0.0f);
         std::fill(valueSum.begin(), valueSum.end(), 0.0f);
         const int xReach = radius < width - 1 ? radius : width - 1;  // taps beyond the row add nothing
@@ -83,15 +79,15 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
             const int cEnd = x > 0 ? width - x : width;  // exclusive
             float* ws = weightSum.data();
             float* vs = valueSum.data();
+            const float* src = rowValue.data();
+            const float* vf = rowValid.data();
             for (int c = cBegin; c < cEnd; ++c) {
                 ws[c] += wf * vf[c + x];
                 vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(src[c + x]));
             }
         }
-        const bool* m = mask + row;
         float* out = h.data() + row;
-        for (int c = 0; c < width; ++c)
-            if (m[c]) out[c] = valueSum[c] / weightSum[c];
+        for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
     }
 
     // Vertical pass: rows r - R ... r + R of h into row r of map.
@@ -103,21 +99,21 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
         const int yLast = (height - 1 - r < radius) ? height - 1 - r : radius;
         for (int y = yFirst; y <= yLast; ++y) {
             const std::size_t qrow = static_cast<std::size_t>(r + y) * w;
-            const float* vf = validF.data() + qrow;
+            // A bool is one byte holding 0 or 1; reading it as a byte lets the loop vectorise.
+            const unsigned char* mq = reinterpret_cast<const unsigned char*>(mask + qrow);
             const float* hq = h.data() + qrow;
             const double wd = weights[static_cast<std::size_t>(y + radius)];
             const float wf = static_cast<float>(wd);
             float* ws = weightSum.data();
             float* vs = valueSum.data();
-            for (int c = 0; c < width; ++c) {
-                ws[c] += wf * vf[c];
+            for (std::size_t c = 0; c < w; ++c) {
+                ws[c] += wf * static_cast<float>(mq[c]);
                 vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(hq[c]));
             }
         }
         const bool* m = mask + row;
         float* out = map + row;
-        for (int c = 0; c < width; ++c)
-            if (m[c]) out[c] = valueSum[c] / weightSum[c];
+        for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
     }
 }
 
