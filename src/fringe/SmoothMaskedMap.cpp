@@ -18,24 +18,27 @@ namespace fringe {
 
 namespace {
 
-// Largest radius accepted; anything beyond cannot be allocated anyway (2R + 1 doubles).
+// Largest radius accepted (the tap loops use int); a larger sigma throws std::bad_alloc.
 constexpr double kMaxRadius = 1.0e9;
 
-// Normalised kernel weights w[0 .. 2R], w[R] the centre tap.
-std::vector<double> gaussianWeights(float sigma) {
+// Normalised kernel weights of the taps -reach ... reach (w[reach] the centre), reach =
+// min(R, maxReach): taps farther out can never fall inside the ROI, so only their share of the
+// normalising sum is needed. The sum runs over all 2R + 1 taps in order.
+std::vector<double> gaussianWeights(float sigma, int maxReach) {
     if (!(sigma > 0.0f)) return std::vector<double>(1, 1.0);  // no Gaussian: identity kernel
     const double r = -std::trunc(-1.5 * static_cast<double>(sigma));
     if (!(r <= kMaxRadius)) throw std::bad_alloc();
     const int radius = static_cast<int>(r);
-    std::vector<double> w(2 * static_cast<std::size_t>(radius) + 1);
+    const int reach = radius < maxReach ? radius : maxReach;
+    std::vector<double> w(2 * static_cast<std::size_t>(reach) + 1);
     const float denom = (sigma + sigma) * sigma;
     double sum = 0.0;
     for (int x = -radius; x <= radius; ++x) {
         const long long xx = static_cast<long long>(x) * x;
-        const float e = expf(static_cast<float>(-xx) / denom);
-        w[static_cast<std::size_t>(x + radius)] = static_cast<double>(e);
+        const double e = static_cast<double>(expf(static_cast<float>(-xx) / denom));
+        sum += e;
+        if (x >= -reach && x <= reach) w[static_cast<std::size_t>(x + reach)] = e;
     }
-    for (double v : w) sum += v;
     for (double& v : w) v /= sum;
     return w;
 }
@@ -48,7 +51,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     const int width = engine.roi.width;
     const int height = engine.roi.height;
 
-    const std::vector<double> weights = gaussianWeights(sigma);
+    const std::vector<double> weights = gaussianWeights(sigma, (width > height ? width : height) - 1);
     const int radius = static_cast<int>(weights.size() / 2);
 
     // Both passes run tap by tap over a whole row, keeping one weight sum and one value sum per

@@ -246,3 +246,18 @@ TEST(SmoothMaskedMap, NonPositiveSigmaMeansNoSmoothing) {
         for (int i = 0; i < 8; ++i) EXPECT_EQ(m[i], i == 2 ? 0.0f : map[i]);
     }
 }
+
+TEST(SmoothMaskedMap, KernelWiderThanTheRoi) {
+    // sigma 40 on a 5 x 3 ROI: radius 60, far beyond the ROI. Every tap inside the ROI takes part
+    // and the weights renormalise over those taps, so the result equals the reference computed with
+    // the full 121-tap kernel.
+    AlgoEngine e;
+    const int w = 5, h = 3;
+    setRoi(e, w, h);
+    std::vector<float> map = {3, 9, 1, 4, 7, 2, 8, 8, 0, 5, 6, 1, 3, 9, 2};
+    Mask mask(w * h, true);
+    mask.set(6, false);
+    const std::vector<float> expected = referenceSmooth(map, mask, w, h, 40.0f);
+    SmoothMaskedMap(e, map.data(), mask.data(), 40.0f);
+    for (int i = 0; i < w * h; ++i) EXPECT_EQ(map[i], expected[i]) << i;
+}
