@@ -172,29 +172,35 @@ void CalHDRFuse(const AlgoEngine& engine, unsigned char* const* shortSeq,
     const std::size_t bytes = detail::frameBytes(engine);
     const int first = std::max(0, n - 4);
 
-    // Decision per frame pixel: 1 = short exposure, 2 = long exposure.
-    std::vector<std::int32_t> decision(bytes);
-    for (std::size_t j = 0; j < bytes; ++j) {
-        unsigned char a = 0, b = 0;
-        for (int k = first; k < n; ++k) {
-            a = std::max(a, shortSeq[k][j]);
-            b = std::max(b, longSeq[k][j]);
+    // Decision per frame pixel: 1 = short exposure, 2 = long exposure (one byte each). It is formed
+    // in place over the maxima of the short frames.
+    std::vector<unsigned char> decision(bytes, 0), longMax(bytes, 0);
+    for (int k = first; k < n; ++k) {
+        const unsigned char* s = shortSeq[k];
+        const unsigned char* l = longSeq[k];
+        unsigned char* a = decision.data();
+        unsigned char* b = longMax.data();
+        for (std::size_t j = 0; j < bytes; ++j) {
+            a[j] = std::max(a[j], s[j]);
+            b[j] = std::max(b[j], l[j]);
         }
-        decision[j] = (b >= 230 && a >= 80) ? 1 : 2;
     }
+    for (std::size_t j = 0; j < bytes; ++j)
+        decision[j] = (longMax[j] >= 230 && decision[j] >= 80) ? 1 : 2;
 
     const std::size_t w = static_cast<std::size_t>(engine.width());
     const std::size_t h = bytes == 0 ? 0 : static_cast<std::size_t>(engine.height());
+    const unsigned char* d = decision.data();
     for (int k = 0; k < n; ++k) {
         const unsigned char* s = shortSeq[k];
         const unsigned char* l = longSeq[k];
         for (std::size_t r = 0; r < h; ++r) {
-            for (std::size_t c = 0; c < w; ++c) {
-                const std::size_t j1 = (2 * r) * w + c;  // first camera's row r
-                const std::size_t j2 = j1 + w;           // second camera's row r
-                out1[k][r * w + c] = decision[j1] == 1 ? s[j1] : l[j1];
-                out2[k][r * w + c] = decision[j2] == 1 ? s[j2] : l[j2];
-            }
+            // Frame row 2r is the first camera's row r, frame row 2r + 1 the second camera's.
+            const std::size_t j1 = (2 * r) * w, j2 = j1 + w;
+            unsigned char* o1 = out1[k] + r * w;
+            unsigned char* o2 = out2[k] + r * w;
+            for (std::size_t c = 0; c < w; ++c) o1[c] = d[j1 + c] == 1 ? s[j1 + c] : l[j1 + c];
+            for (std::size_t c = 0; c < w; ++c) o2[c] = d[j2 + c] == 1 ? s[j2 + c] : l[j2 + c];
         }
     }
 }
