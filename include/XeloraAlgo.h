@@ -213,6 +213,13 @@ public:
     // passes. q1, q2 and range are not used.
     void lineExtract5(unsigned char* image, Point2dList& points, bool* mask, int const& q1, int const& q2,
                       std::array<int, 2> const& range, int const& narrowRunSpan, int const& rowBandSpan);
+    // Stripe tracker on the weight map v*v/255 (> 20): replaces `points` with height entries
+    // (column, row) in ROI coordinates, (0, 0) for rows 0 and height-1 and rows without a line.
+    // Only stripes left of column width-30 are followed; ROIs narrower than 33 give no line.
+    void GetCloudPoint_New_600_1(unsigned char* image, Point2dList& points);
+    // Blur, Otsu threshold, run linking and weighted centres: replaces `points` with height entries
+    // (column, row) in ROI coordinates; row 0 is (0, 0), other rows without a line (0, row).
+    void GetCloudPoint_New_600_2(unsigned char* image, Point2dList& points);
     // In place: ROI coordinates of the raw image of camera 1 (firstCamera) or 2 -> undistorted
     // SENSOR pixel coordinates (ROI offset added, K and D of that camera).
     void UndistortPoints2(bool const& firstCamera, Point2dList& points);

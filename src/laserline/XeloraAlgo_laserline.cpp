@@ -26,6 +26,14 @@ void XeloraAlgo::lineExtract5(unsigned char* image, Point2dList& points, bool* m
     laserline::lineExtract5(*engine_, image, points, mask, narrowRunSpan, rowBandSpan);
 }
 
+void XeloraAlgo::GetCloudPoint_New_600_1(unsigned char* image, Point2dList& points) {
+    laserline::GetCloudPoint_New_600_1(*engine_, image, points);
+}
+
+void XeloraAlgo::GetCloudPoint_New_600_2(unsigned char* image, Point2dList& points) {
+    laserline::GetCloudPoint_New_600_2(*engine_, image, points);
+}
+
 void XeloraAlgo::UndistortPoints2(bool const& firstCamera, Point2dList& points) {
     laserline::UndistortPoints2(*engine_, firstCamera, points);
 }

@@ -73,9 +73,12 @@ void lineExtract5(const AlgoEngine& engine, unsigned char* image, Point2dList& p
 // GetCloudPoint_New_600_1: stripe tracker on the squared-intensity weight map (v*v/255 > 20).
 // Replaces the content of `points` with exactly H entries (column, row) in ROI coordinates;
 // rows 0 and H-1 and rows without a line are (0, 0). The stripe is expected to run from top to
-// bottom (one crest per row, found left to right).
-// ROIs narrower than 23 columns: the fixed +-11 window used when the left neighbour is brighter is
-// clipped to the columns 0 .. W-1 of the row (the centre stays in the row's columns).
+// bottom (one crest per row, found left to right). Columns are scanned only while
+// x < W - 2*halfWin (halfWin = 15, or W/2 below 31 columns): a stripe must lie left of column W-30
+// to be found or followed, and a ROI narrower than 33 columns yields no line at all.
+// Every centre window (including the fixed +-11 one used when the left neighbour is brighter) is
+// clipped to the columns 0 .. W-1 of the row, so centres always lie inside the row. A window
+// without weight gives no centre: the row keeps its entry and the tracking state is unchanged.
 void GetCloudPoint_New_600_1(const AlgoEngine& engine, unsigned char* image, Point2dList& points);
 
 // GetCloudPoint_New_600_2: blur, Otsu threshold, run segmentation and trimming, two-way linking of
