@@ -6,9 +6,10 @@
 // belong to the caller and must be at least as large as stated; nothing is validated.
 //
 // Choices where the behaviour is otherwise open:
-//  - Every conversion of a computed float/double to int first checks the value: one that is not a
-//    number, infinite or outside the int range counts as below any lower limit (the exposure and
-//    HDR proposals then return their lower limit, GetTh its clamped lower bound).
+//  - In the exposure and HDR proposals and GetTh, a solution that has no int value (not a number,
+//    infinite, outside the int range) counts as below any lower limit: the proposal is the lower
+//    limit, GetTh gives its lower bound clamped by the upper one. Elsewhere a non-finite projection
+//    or sum is treated as outside the image (CalRGB) or clamped (CalPreview).
 //  - CalRGB handles the rows past 4*floor(h/4), which fall outside its four row bands, on the calling
 //    thread exactly like the others; CalcImageBuffer does the same with the last camera-row pair of a
 //    frame with odd h, so every byte is filtered and stored.

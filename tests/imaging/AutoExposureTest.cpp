@@ -1,6 +1,7 @@
 // Exposure proposals: AutoExposure (both forms), BinarySearch_updataET, GetTh.
 #include <algorithm>
 #include <array>
+#include <random>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -193,4 +194,90 @@ TEST(GetTh, TenTimesTheMeanClampedToTheBounds) {
     EXPECT_EQ(algo.GetTh({255, 255, 255}, 0, 5000), 2550);
     EXPECT_EQ(algo.GetTh({}, 5, 200), 5);
     EXPECT_EQ(algo.GetTh({}, 50, 30), 30);
+}
+
+namespace {
+
+// A scene whose grey level is linear in the exposure time: pixel level = reflectance * 12.5 * E,
+// truncated and saturating at 255; the modulation is half the level.
+struct LinearScene {
+    int w, h;
+    std::vector<float> reflectance;
+    LinearScene(int w_, int h_, unsigned seed) : w(w_), h(h_), reflectance(w_ * h_) {
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<float> u(0.3f, 1.0f);
+        for (auto& r : reflectance) r = u(rng);
+    }
+    float level(int i, double E) const {
+        const double v = reflectance[i] * 12.5 * E;
+        return static_cast<float>(v > 255.0 ? 255.0 : v);
+    }
+    std::vector<unsigned char> image(double E) const {
+        std::vector<unsigned char> img(w * h);
+        for (int i = 0; i < w * h; ++i) img[i] = static_cast<unsigned char>(level(i, E));
+        return img;
+    }
+    double mean(double E) const {
+        double s = 0;
+        for (int i = 0; i < w * h; ++i) s += static_cast<unsigned char>(level(i, E));
+        return s / (w * h);
+    }
+};
+
+}  // namespace
+
+// The feedback step moves the exposure toward the target level from either side.
+TEST(ExposureLoop, BinarySearchStepsTowardTheTarget) {
+    XeloraAlgo algo;
+    imagingtest::setRoi(algo, 16, 8);
+    const LinearScene cam1(16, 8, 1), cam2(16, 8, 2);
+    const int target = 100;
+    for (double E : {1.0, 3.0, 6.0, 9.0, 15.0}) {
+        auto a = cam1.image(E), b = cam2.image(E);
+        const double next = algo.BinarySearch_updataET(a.data(), b.data(), 0.1, 50.0, target, E);
+        const double level = (cam1.mean(E) + cam2.mean(E)) / 2;
+        if (level < target - 1) {
+            EXPECT_GT(next, E) << "too dark at " << E;
+        } else if (level > target + 1) {
+            EXPECT_LT(next, E) << "too bright at " << E;
+        }
+    }
+    // Repeated steps from a dark start bring the level within a fifth of the target.
+    double E = 1.0;
+    for (int k = 0; k < 12; ++k) {
+        auto a = cam1.image(E), b = cam2.image(E);
+        E = algo.BinarySearch_updataET(a.data(), b.data(), 0.1, 50.0, target, E);
+    }
+    const double level = (cam1.mean(E) + cam2.mean(E)) / 2;
+    EXPECT_NEAR(level, target, 20.0);
+}
+
+// The map form scales the exposure so that the level predicted at three quarters of the
+// modulation-sorted sample reaches the target: at the proposed exposure that level is on target.
+TEST(ExposureLoop, MapFormReachesTheTargetInOneStep) {
+    const int w = 400, h = 320;
+    XeloraAlgo algo;
+    imagingtest::setRoi(algo, w, h);
+    const LinearScene cam1(w, h, 3), cam2(w, h, 4);
+    auto maps = [&](double E, std::vector<float>& g1, std::vector<float>& g2, std::vector<float>& v1,
+                    std::vector<float>& v2) {
+        g1.resize(w * h), g2.resize(w * h), v1.resize(w * h), v2.resize(w * h);
+        for (int i = 0; i < w * h; ++i) {
+            v1[i] = cam1.level(i, E), v2[i] = cam2.level(i, E);
+            g1[i] = 0.5f * v1[i], g2[i] = 0.5f * v2[i];
+        }
+    };
+    std::vector<float> g1, g2, v1, v2;
+    const int target = 150;
+    for (double E : {4.0, 8.0, 14.0}) {
+        maps(E, g1, g2, v1, v2);
+        const int next = algo.AutoExposure(E, g1.data(), g2.data(), v1.data(), v2.data(), 1, 1000, target);
+        // The proposal is a fixed point: asked again at the proposed exposure, it stays (within the
+        // truncation to whole units).
+        maps(next, g1, g2, v1, v2);
+        const int again = algo.AutoExposure(static_cast<double>(next), g1.data(), g2.data(), v1.data(),
+                                            v2.data(), 1, 1000, target);
+        EXPECT_NEAR(again, next, 1) << "from " << E;
+        EXPECT_NEAR(next, 150.0 / (12.5 * 0.825), 1.5) << "from " << E;  // the 75 % reflectance is 0.825
+    }
 }

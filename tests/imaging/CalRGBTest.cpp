@@ -1,4 +1,5 @@
 // Registration of a point map to the colour camera.
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <limits>

@@ -1,4 +1,5 @@
 // Temporal frame filter CalcImageBuffer and its process-wide stored frame.
+#include <functional>
 #include <random>
 #include <thread>
 #include <vector>
