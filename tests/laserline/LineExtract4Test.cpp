@@ -148,6 +148,15 @@ TEST(LineExtract4, ReflectionsAreResolvedToTheTrueStripe) {
     EXPECT_DOUBLE_EQ(a.pts[5][0], 54955.0 / 555.0);
     // Row 9: no peak survives, the whole segment is used.
     EXPECT_DOUBLE_EQ(a.pts[9][0], 41645.0 / 425.0);
+
+    // With an offset the neighbour passes still compare ROI columns, and every written point is
+    // shifted by the offset at the end: the same rows, moved by (300, 40).
+    const Result b = run4(s, {300, 40});
+    for (int r = 0; r < 14; ++r) {
+        EXPECT_TRUE(b.mask[r]) << "row " << r;
+        EXPECT_DOUBLE_EQ(b.pts[r][0], a.pts[r][0] + 300.0) << "row " << r;
+        EXPECT_EQ(b.pts[r][1], r + 40.0);
+    }
 }
 
 TEST(LineExtract4, CandidatesBeyondThePassLimitLeaveTheRowAlone) {
