@@ -9,7 +9,7 @@
 // Outputs (caller-owned, N elements each, every pixel written):
 //          validMask (modulation above the decoder's threshold), modulationMap (grey levels),
 //          averageMap (mean of the four fringes, grey levels), absolutePhase (radians, 0 .. ~64*2pi).
-// The three decoders share one algorithm and differ as listed in kVariants. Each threaded pass runs
+// The three decoders share one algorithm and differ only in their Variant settings (below). Each threaded pass runs
 // on 8 banded workers; the last N mod 8 pixels, which no worker owns, are decoded the same way on
 // the calling thread, so every pixel is decoded whatever the ROI. Scratch maps of the two-pass path
 // are allocated here and released on return.

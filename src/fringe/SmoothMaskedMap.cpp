@@ -29,6 +29,9 @@ std::vector<double> gaussianWeights(float sigma, int maxReach) {
     const double r = -std::trunc(-1.5 * static_cast<double>(sigma));
     if (!(r <= kMaxRadius)) throw std::bad_alloc();
     const int radius = static_cast<int>(r);
+    // One tap: its weight exp(0) normalises to 1. Returned directly, because for a sigma so small
+    // that (sigma + sigma) * sigma underflows the float division would be 0 / 0.
+    if (radius == 0) return std::vector<double>(1, 1.0);
     const int reach = radius < maxReach ? radius : maxReach;
     std::vector<double> w(2 * static_cast<std::size_t>(reach) + 1);
     const float denom = (sigma + sigma) * sigma;

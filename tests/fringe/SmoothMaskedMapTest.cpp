@@ -87,7 +87,7 @@ TEST(SmoothMaskedMap, SmallSigmaKeepsValidPixelsAndZeroesInvalidOnes) {
     mask.set(7, false);
     mask.set(13, false);
     const std::vector<float> before = map;
-    for (float sigma : {0.1f, 0.5f, 0.66f}) {  // radius 0: one tap of weight 1
+    for (float sigma : {1e-30f, 0.1f, 0.5f, 0.66f}) {  // radius 0: one tap of weight 1
         map = before;
         SmoothMaskedMap(e, map.data(), mask.data(), sigma);
         for (int i = 0; i < 20; ++i) {
