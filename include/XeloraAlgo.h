@@ -203,7 +203,8 @@ public:
     // Stripe centres of one image (lit = value > 0) into points[r] = (column, row) in ROI
     // coordinates plus `offset`; points must already hold >= height entries (pass them zeroed),
     // mask[r] is set true for rows with a line. Points within 20 columns of either ROI side are
-    // cleared. flag and p1..p5 are not used.
+    // cleared. flag and p1..p5 are not used. UndistortPoints2 expects ROI coordinates: keep offset
+    // (0, 0) for the profile path.
     void lineExtract4(bool const& flag, unsigned char* image, Point2dList& points, bool* mask, int const& p1,
                       int const& p2, int const& p3, int const& p4, int const& p5, std::array<int, 2> const& offset);
     // Variant for images with background (lit = value > 30): points[r] = (column, row) in ROI
@@ -219,6 +220,7 @@ public:
     void GetCloudPoint_New_600_1(unsigned char* image, Point2dList& points);
     // Blur, Otsu threshold, run linking and weighted centres: replaces `points` with height entries
     // (column, row) in ROI coordinates; row 0 is (0, 0), other rows without a line (0, row).
+    // Neither 600_1 nor 600_2 writes a mask: for MatchLine use mask[r] = points[r][0] > 0.
     void GetCloudPoint_New_600_2(unsigned char* image, Point2dList& points);
     // In place: ROI coordinates of the raw image of camera 1 (firstCamera) or 2 -> undistorted
     // SENSOR pixel coordinates (ROI offset added, K and D of that camera).
