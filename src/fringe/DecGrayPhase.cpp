@@ -67,16 +67,17 @@ inline float fringeAverage(const Planes& pl, std::size_t i) {
 }
 
 // Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing): S, C and A are
-// integers, each term added in double and truncated toward zero. All three stay within -255 .. 255
-// (S and C) and 0 .. 255 (A), so the conversions are in range.
+// integers, each term added in double and truncated toward zero, which is what the conversion of
+// a double to int does. All three stay within -255 .. 255 (S and C) and 0 .. 255 (A), so the
+// conversions are in range.
 inline void truncatingFringe(const AlgoEngine& e, const Planes& pl, std::size_t i, float& phi, float& m,
                              float& t) {
     std::int32_t s = 0, c = 0, avg = 0;
     for (int j = 0; j < 4; ++j) {
         const double v = static_cast<double>(pl.p[7 + j][i]);
-        s = static_cast<std::int32_t>(std::trunc(static_cast<double>(s) + v * e.phaseSin[j]));
-        c = static_cast<std::int32_t>(std::trunc(static_cast<double>(c) + v * e.phaseCos[j]));
-        avg = static_cast<std::int32_t>(std::trunc(static_cast<double>(avg) + v * 0.25));
+        s = static_cast<std::int32_t>(static_cast<double>(s) + v * e.phaseSin[j]);
+        c = static_cast<std::int32_t>(static_cast<double>(c) + v * e.phaseCos[j]);
+        avg = static_cast<std::int32_t>(static_cast<double>(avg) + v * 0.25);
     }
     const std::size_t idx = static_cast<std::size_t>(lutIndex(c, s));
     phi = e.phaseAtanLut[idx];
@@ -178,7 +179,8 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
     }
 
     // Two-pass decoding: first pass into scratch maps.
-    std::vector<float> phi(n), mod(n), avg(n);
+    // Every element of the scratch maps is written by the first pass.
+    std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
     std::unique_ptr<bool[]> mask(new bool[n]());
     forEachPixel(n, [&](std::size_t i) {
         float p, m, t;
@@ -203,11 +205,11 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
             sinK[k] = runtimeSinf(shift[k]);
             cosK[k] = runtimeCosf(shift[k]);
         }
-        std::vector<float> f[4];
-        for (auto& fk : f) fk.resize(n);
+        std::unique_ptr<float[]> f[4];
+        for (auto& fk : f) fk.reset(new float[n]);
         for (int round = 0; round < smoothRounds; ++round) {
             for (int k = 1; k <= 4; ++k) {
-                float* fk = f[k - 1].data();
+                float* fk = f[k - 1].get();
                 const float base = static_cast<float>(k) * kHalfPiF;
                 for (std::size_t i = 0; i < n; ++i) fk[i] = sinf(base + phi[i]) * 127.5f + 127.5f;
                 SmoothMaskedMap(e, fk, mask.get(), smoothSigma);

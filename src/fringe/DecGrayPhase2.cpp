@@ -48,7 +48,8 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
     const int height = engine.roi.height;
     unsigned char* const* planes = patternImages;
 
-    std::vector<float> phi(n), mod(n), avg(n);
+    // Every element of the scratch maps is written by the fringe analysis.
+    std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
     std::unique_ptr<bool[]> valid(new bool[n]);
     for (std::size_t i = 0; i < n; ++i) valid[i] = true;
 
@@ -83,11 +84,11 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
             sinK[k - 1] = runtimeSin(k * kHalfPi);
             cosK[k - 1] = runtimeCos(k * kHalfPi);
         }
-        std::vector<float> f[4];
-        for (auto& fk : f) fk.resize(n);
+        std::unique_ptr<float[]> f[4];
+        for (auto& fk : f) fk.reset(new float[n]);
         for (int round = 0; round < smoothRounds; ++round) {
             for (int k = 1; k <= 4; ++k) {
-                float* fk = f[k - 1].data();
+                float* fk = f[k - 1].get();
                 const double base = k * kHalfPi;
                 for (std::size_t i = 0; i < n; ++i)
                     fk[i] = static_cast<float>(std::sin(static_cast<double>(phi[i]) + base) * 127.5 + 127.5);

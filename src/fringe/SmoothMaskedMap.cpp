@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -64,7 +65,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     // leaves both sums unchanged bit for bit. Sums of invalid centre pixels are discarded (0 is
     // written there).
     const std::size_t w = static_cast<std::size_t>(width);
-    std::vector<float> h(n);  // horizontal result, 0 on invalid pixels
+    std::unique_ptr<float[]> h(new float[n]);  // horizontal result (every element written), 0 on invalid pixels
     std::vector<float> weightSum(w), valueSum(w), rowValue(w), rowValid(w);
 
     // Horizontal pass: row r of map into row r of h.
@@ -92,7 +93,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
                 vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(src[c + x]));
             }
         }
-        float* out = h.data() + row;
+        float* out = h.get() + row;
         for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
     }
 
@@ -107,7 +108,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
             const std::size_t qrow = static_cast<std::size_t>(r + y) * w;
             // A bool is one byte holding 0 or 1; reading it as a byte lets the loop vectorise.
             const unsigned char* mq = reinterpret_cast<const unsigned char*>(mask + qrow);
-            const float* hq = h.data() + qrow;
+            const float* hq = h.get() + qrow;
             const double wd = weights[static_cast<std::size_t>(y + radius)];
             const float wf = static_cast<float>(wd);
             float* ws = weightSum.data();
