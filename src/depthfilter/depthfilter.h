@@ -29,6 +29,9 @@ namespace depthfilter {
 // propagate through those comparisons.
 // order must be in 0 .. 8 (other values leave the map unchanged).
 void MediaFilter(const AlgoEngine& engine, float* map, int order);
+// MediaFilter without its eight-pixel AVX path (four-pixel SSE2 and scalar code only), for checking
+// that both paths agree. MediaFilter takes the AVX path where the processor has AVX.
+void MediaFilterWithoutAvx(const AlgoEngine& engine, float* map, int order);
 
 // Removes isolated points of a point map. Pixels are visited in raster order; a pixel whose `mask`
 // entry is true counts the pixels n of its square neighbourhood (rows and columns within `radius`,

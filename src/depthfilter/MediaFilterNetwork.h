@@ -1,0 +1,107 @@
+// The ranking network of MediaFilter, written once for any lane type: plain float, four floats (SSE2)
+// or eight floats (AVX). Every step uses only min, max, + and - in float, so all lane types give the
+// same bits: MINPS(b, a) is b < a ? b : a and MAXPS(b, a) is b > a ? b : a, exactly the scalar
+// min(a, b) / max(a, b) below, and the additions are the same IEEE single operations.
+//
+// Everything here has internal linkage on purpose: the file is also compiled with AVX enabled
+// (MediaFilterAvx.cpp), and those instances must never be merged with the ones of other files. For
+// the same reason it includes no standard header.
+#ifndef XELORAALGO_SRC_DEPTHFILTER_MEDIAFILTERNETWORK_H
+#define XELORAALGO_SRC_DEPTHFILTER_MEDIAFILTERNETWORK_H
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace XELORAALGO {
+namespace depthfilter {
+
+namespace detail {
+// AVX part of MediaFilter (MediaFilterAvx.cpp): filters row columns 1, 2, ... in blocks of eight for
+// ascending position pos and returns the first column it left for the caller. Returns 1 (nothing
+// done) when the library was built for a processor family without AVX.
+int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w);
+}  // namespace detail
+
+namespace {
+
+// ---- scalar lane ----
+struct ScalarOps {
+    using V = float;
+    static V vmin(V a, V b) { return b < a ? b : a; }
+    static V vmax(V a, V b) { return a < b ? b : a; }
+    static V add(V a, V b) { return a + b; }
+    static V sub(V a, V b) { return a - b; }
+};
+
+#if defined(__SSE2__)
+// ---- four lanes, same comparisons ----
+struct SseOps {
+    using V = __m128;
+    static V vmin(V a, V b) { return _mm_min_ps(b, a); }
+    static V vmax(V a, V b) { return _mm_max_ps(b, a); }
+    static V add(V a, V b) { return _mm_add_ps(a, b); }
+    static V sub(V a, V b) { return _mm_sub_ps(a, b); }
+};
+#endif
+
+template <class Ops>
+struct Network {
+    using V = typename Ops::V;
+    static V min3(V x, V y, V z) { return Ops::vmin(Ops::vmin(x, y), z); }
+    static V max3(V x, V y, V z) { return Ops::vmax(Ops::vmax(x, y), z); }
+    // Middle of three from their sum (already formed in the documented order): sum - max - min.
+    static V midOf(V sum, V mx, V mn) { return Ops::sub(Ops::sub(sum, mx), mn); }
+    static V sum3(V a, V b, V c) { return Ops::add(Ops::add(a, b), c); }
+
+    // Value at ascending position P of the nine values (t = top row, c = centre, b = bottom;
+    // l, m, r = left, middle, right column).
+    template <int P>
+    static V select(V tl, V tm, V tr, V cl, V cm, V cr, V bl, V bm, V br) {
+        // 1. sort each row
+        const V minT = min3(tl, tm, tr), maxT = max3(tl, tm, tr);
+        const V minC = min3(cl, cm, cr), maxC = max3(cl, cm, cr);
+        const V minB = min3(bl, bm, br), maxB = max3(bl, bm, br);
+        if constexpr (P == 0) {
+            return min3(minT, minC, minB);
+        } else if constexpr (P == 8) {
+            return max3(maxT, maxC, maxB);
+        } else {
+            const V midT = midOf(sum3(tr, tm, tl), maxT, minT);
+            const V midC = midOf(sum3(cl, cm, cr), maxC, minC);
+            const V midB = midOf(sum3(bm, bl, br), maxB, minB);
+            // 2. order the three minima, middles and maxima
+            const V maxMin = max3(minT, minC, minB);
+            const V minMax = min3(maxT, maxC, maxB);
+            const V minMid = min3(midT, midC, midB), maxMid = max3(midT, midC, midB);
+            const V medMid = midOf(sum3(midC, midT, midB), maxMid, minMid);
+            if constexpr (P == 4) {
+                return midOf(sum3(medMid, minMax, maxMin), max3(maxMin, medMid, minMax),
+                             min3(maxMin, medMid, minMax));
+            } else if constexpr (P < 4) {
+                const V minMin = min3(minT, minC, minB);
+                const V midMin = midOf(sum3(minC, minT, minB), maxMin, minMin);
+                const V u = min3(medMid, maxMin, minMax);
+                if constexpr (P == 1) return min3(minMid, midMin, u);
+                if constexpr (P == 3) return max3(minMid, midMin, u);
+                if constexpr (P == 2)
+                    return midOf(sum3(minMid, u, midMin), max3(minMid, midMin, u), min3(minMid, midMin, u));
+            } else {
+                const V maxMax = max3(maxT, maxC, maxB);
+                const V midMax = midOf(sum3(maxC, maxT, maxB), maxMax, minMax);
+                const V v = max3(maxMin, medMid, minMax);
+                if constexpr (P == 5) return min3(maxMid, midMax, v);
+                if constexpr (P == 7) return max3(maxMid, midMax, v);
+                if constexpr (P == 6)
+                    return midOf(sum3(maxMid, v, midMax), max3(maxMid, midMax, v), min3(maxMid, midMax, v));
+            }
+        }
+    }
+};
+
+}  // namespace
+
+}  // namespace depthfilter
+}  // namespace XELORAALGO
+
+#endif
