@@ -61,6 +61,6 @@ void BM_WholeFrame(benchmark::State& state) {
     state.counters["MP/s"] = benchmark::Counter(static_cast<double>(n) * static_cast<double>(state.iterations()) / 1e6,
                                                 benchmark::Counter::kIsRate);
 }
-BENCHMARK(BM_WholeFrame)->Args({1280, 1024})->Args({2448, 2048})->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_WholeFrame)->Args({1280, 1024})->Args({2448, 2048})->Unit(benchmark::kMillisecond)->UseRealTime();
 
 }  // namespace

@@ -141,15 +141,15 @@ void BM_CalPoint(benchmark::State& state) {
 }
 
 #define SIZES ->Args({1280, 1024})->Args({2448, 2048})
-BENCHMARK(BM_InterpCubic1) SIZES->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_InterpFlag1) SIZES->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_MatchI_MatchII) SIZES->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_InterpCubic1) SIZES->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_InterpFlag1) SIZES->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_MatchI_MatchII) SIZES->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_Bilateralfilter)
     ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Args({2448, 2048, 2})->Args({2448, 2048, 4})
-    ->Unit(benchmark::kMillisecond);
+    ->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CalPoint)
     ->Args({1280, 1024, 0})->Args({1280, 1024, 1})->Args({2448, 2048, 0})->Args({2448, 2048, 1})
-    ->Unit(benchmark::kMillisecond);
+    ->Unit(benchmark::kMillisecond)->UseRealTime();
 
 #ifdef XELORA_BENCH_OPENCV
 // The same resampling with OpenCV: the engine's camera-1 rectification maps narrowed to float.
@@ -170,7 +170,7 @@ void BM_CvRemapCubic(benchmark::State& state) {
     state.counters["threads"] = cv::getNumThreads();
     setRate(state, p.scene.n);
 }
-BENCHMARK(BM_CvRemapCubic) SIZES->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_CvRemapCubic) SIZES->Unit(benchmark::kMillisecond)->UseRealTime();
 
 // OpenCV's bilateral filter on the same depth map (no mask), same kernel size and sigmas.
 void BM_CvBilateralFilter(benchmark::State& state) {
@@ -188,7 +188,7 @@ void BM_CvBilateralFilter(benchmark::State& state) {
 }
 BENCHMARK(BM_CvBilateralFilter)
     ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Args({2448, 2048, 2})->Args({2448, 2048, 4})
-    ->Unit(benchmark::kMillisecond);
+    ->Unit(benchmark::kMillisecond)->UseRealTime();
 #endif
 
 }  // namespace

@@ -61,7 +61,7 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     const int offX = e.roi.offsetX;
     const int offY = e.roi.offsetY;
 
-    std::vector<double> colMap(n, 0.0);
+    const std::unique_ptr<double[]> colMap(new double[n]);  // every entry is set in step 1
     std::vector<double> rowMap(n, 0.0);
     const std::unique_ptr<bool[]> newMask(new bool[n]());
 
@@ -77,9 +77,11 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
         }
     }
 
-    // 2. Row map: where the rectified row index crosses a whole camera-1 row.
-    for (int col = 0; col < w; ++col) {
-        for (int r = 0; r + 1 < h; ++r) {
+    // 2. Row map: where the rectified row index crosses a whole camera-1 row. Every column is an
+    // independent pass over the rows in increasing order (a later crossing of the same camera row
+    // overwrites an earlier one); the columns are interleaved here to read the tables row by row.
+    for (int r = 0; r + 1 < h; ++r) {
+        for (int col = 0; col < w; ++col) {
             const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(col);
             const double t0 = (e.lineIndexMap[i] - offY) / s;
             const double t1 = (e.lineIndexMap[i + W] - offY) / s;
@@ -126,7 +128,7 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     if (useSmoothing) fringe::SmoothMaskedMap(e, Z, mask, smoothSigma);
 
     // 5. Depth and mask carried to camera 1's grid.
-    InterpCubic3(e, Z, colMap.data(), rowMap.data(), mask);
+    InterpCubic3(e, Z, colMap.get(), rowMap.data(), mask);
     for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i];
 
     // 6. Points on camera 1's grid.
