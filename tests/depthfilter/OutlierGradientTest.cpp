@@ -1,6 +1,7 @@
 // Tests of Outlierdetect (isolated-point removal) and GradientFilter.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <memory>
 #include <utility>
@@ -96,6 +97,15 @@ TEST(Outlierdetect, DistanceComparisonIsStrict) {
     EXPECT_TRUE(m.removed(0, 1));  // its partner is now at the origin, sqrt(125) away
     n.run(1, 5.001f);
     EXPECT_TRUE(n.mask[0] && n.mask[1]);
+}
+
+// A NaN distance never counts, not even the pixel's own: a valid point with a NaN coordinate goes.
+TEST(Outlierdetect, NaNCoordinatesNeverCount) {
+    PointMap m = planeWithSpike();
+    m.X[m.at(7, 3)] = std::nanf("");
+    m.run(1, 1.5f);
+    EXPECT_TRUE(m.removed(7, 3));
+    EXPECT_TRUE(m.mask[m.at(7, 4)]);  // its neighbours still have theirs
 }
 
 // radius 2 needs 2 * 2^2 = 8 close pixels, itself included.
@@ -224,6 +234,16 @@ TEST(GradientFilter, DecidesOnUnfilteredValuesAndTrimsRegionEdges) {
     }
     EXPECT_FALSE(m.mb[m.at(1, 2)]);
     EXPECT_TRUE(m.mb[m.at(1, 0)]);
+}
+
+// A NaN neighbour gives a NaN gradient, which is never below the limit.
+TEST(GradientFilter, NaNGradientsFail) {
+    TwoMaps m(5, 5, 3.0f, 3.0f);
+    m.a[m.at(2, 2)] = std::nanf("");
+    m.run(1000.0f, 1.0f);
+    EXPECT_TRUE(m.droppedA(2, 1) && m.droppedA(2, 3) && m.droppedA(1, 2) && m.droppedA(3, 2));
+    EXPECT_FALSE(m.droppedA(2, 2));  // its own differences are 0
+    EXPECT_FALSE(m.droppedA(1, 1));
 }
 
 // Border pixels use themselves in place of the missing neighbour (one-sided differences).
