@@ -178,8 +178,7 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         return;
     }
 
-    // Two-pass decoding: first pass into scratch maps.
-    // Every element of the scratch maps is written by the first pass.
+    // Two-pass decoding: the first pass writes every element of the scratch maps.
     std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
     std::unique_ptr<bool[]> mask(new bool[n]());
     forEachPixel(n, [&](std::size_t i) {
