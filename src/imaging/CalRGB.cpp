@@ -14,12 +14,13 @@
 // nearest one and back-projects the pixel through 10 undistortion iterations. The rows past
 // 4 * floor(h / 4) that belong to no band are done on the calling thread in the same way.
 //
-// The per-pixel candidate lists are kept as one compact array (counted in pass 1, then filled in
-// pass-1 order), so every list holds its candidates in the order the points were visited.
+// The per-pixel candidate lists are kept as one compact array (counted in pass 1, then filled), and
+// every list holds its candidates in the order the points were visited, as a growable list would.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "ImagingDetail.h"
@@ -30,8 +31,6 @@ namespace XELORAALGO {
 namespace imaging {
 
 namespace {
-
-constexpr std::size_t kNoFootprint = static_cast<std::size_t>(-1);
 
 struct ColourCamera {
     float fx, fy, cx, cy;
@@ -78,19 +77,25 @@ float pixelDepth(const float* first, const float* last) {
 
 }  // namespace
 
-void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax) {
+namespace {
+
+// Both passes, with Index wide enough for every pixel index and candidate count.
+template <class Index>
+void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin,
+                      int zMax) {
+    constexpr Index kNoFootprint = static_cast<Index>(-1);
     const int w = engine.width();
     const int h = engine.height();
     const std::size_t n = engine.pixelCount();
-    if (n == 0) return;
+    const Index wi = static_cast<Index>(w);
     const ColourCamera cam = colourCamera(engine.calib);
     const float zLo = static_cast<float>(zMin);
     const float zHi = static_cast<float>(zMax);
 
     std::vector<unsigned char> newMask(n, 0);
     std::vector<float> zPrime(n, 0.0f);
-    std::vector<std::size_t> footprint(n, kNoFootprint);  // index of pixel (u, v), or none
-    std::vector<std::size_t> listStart(n + 1, 0);         // candidate counts, then list offsets
+    std::vector<Index> footprint(n, kNoFootprint);  // index of the footprint's pixel (u, v), or none
+    std::vector<Index> listEnd(n + 1, 0);           // candidate counts, then list bounds
 
     // Pass 1: transform, project, count the candidates of every footprint pixel.
     for (std::size_t i = 0; i < n; ++i) {
@@ -113,26 +118,26 @@ void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zM
         int u, v;
         if (!detail::truncToInt(uf, u) || !detail::truncToInt(vf, v)) continue;
         if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
-        const std::size_t p = static_cast<std::size_t>(v) * static_cast<std::size_t>(w) +
-                              static_cast<std::size_t>(u);
+        const Index p = static_cast<Index>(v) * wi + static_cast<Index>(u);
         footprint[i] = p;
-        for (std::size_t q : {p, p + w, p + 1, p + w + 1}) {
-            ++listStart[q + 1];
+        for (Index q : {p, p + wi, p + 1, p + wi + 1}) {
+            ++listEnd[q];
             newMask[q] = 1;
         }
     }
-    for (std::size_t q = 0; q < n; ++q) listStart[q + 1] += listStart[q];
+    // listEnd[q] = end of pixel q's list; listEnd[n] = the total.
+    for (std::size_t q = 1; q < n; ++q) listEnd[q] += listEnd[q - 1];
+    listEnd[n] = listEnd[n - 1];
 
-    // Fill the candidate lists in the order the points were visited.
-    std::vector<float> candidates(listStart[n]);
-    {
-        std::vector<std::size_t> fill(listStart.begin(), listStart.end() - 1);
-        for (std::size_t i = 0; i < n; ++i) {
-            const std::size_t p = footprint[i];
-            if (p == kNoFootprint) continue;
-            for (std::size_t q : {p, p + w, p + 1, p + w + 1}) candidates[fill[q]++] = zPrime[i];
-        }
+    // Fill the lists from the back, visiting the points in reverse: each list then holds its
+    // candidates in the order the points were visited, and listEnd[q] ends at the start of list q.
+    std::unique_ptr<float[]> candidates(new float[static_cast<std::size_t>(listEnd[n]) + 1]);
+    for (std::size_t i = n; i-- > 0;) {
+        const Index p = footprint[i];
+        if (p == kNoFootprint) continue;
+        for (Index q : {p, p + wi, p + 1, p + wi + 1}) candidates[--listEnd[q]] = zPrime[i];
     }
+    const Index* listStart = listEnd.data();  // list q is [listStart[q], listStart[q + 1])
 
     std::fill(X, X + n, 0.0f);
     std::fill(Y, Y + n, 0.0f);
@@ -144,8 +149,7 @@ void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zM
             for (int c = 0; c < w; ++c) {
                 const std::size_t p = r * static_cast<std::size_t>(w) + static_cast<std::size_t>(c);
                 if (!newMask[p]) continue;
-                const float depth =
-                    pixelDepth(candidates.data() + listStart[p], candidates.data() + listStart[p + 1]);
+                const float depth = pixelDepth(candidates.get() + listStart[p], candidates.get() + listStart[p + 1]);
                 const float x0 = (static_cast<float>(c) - cam.cx) / cam.fx;
                 const float y0 = (static_cast<float>(r) - cam.cy) / cam.fy;
                 float x = x0, y = y0;
@@ -167,6 +171,18 @@ void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zM
     registerRows(bandsEnd(4, rows), rows);
 
     for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i] != 0;
+}
+
+}  // namespace
+
+void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax) {
+    const std::size_t n = engine.pixelCount();
+    if (n == 0) return;
+    // 32-bit indices whenever four candidates per pixel fit.
+    if (n < (std::size_t{1} << 30))
+        registerPointMap<std::uint32_t>(engine, X, Y, Z, mask, zMin, zMax);
+    else
+        registerPointMap<std::size_t>(engine, X, Y, Z, mask, zMin, zMax);
 }
 
 }  // namespace imaging
