@@ -183,7 +183,7 @@ Json laserJson(const LaserResult& r) {
 // Where the structured-light errors come from: the decoded phase against the true phase, the same
 // geometry pipeline run on the true phase, and where the missing points lie.
 void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering& img,
-              const StructuredResult& res, const StructuredOptions& so) {
+              const StructuredResult& res, const StructuredOptions& so, const std::string& folder) {
     const int w = img.width, h = img.height;
     const std::size_t n = static_cast<std::size_t>(w) * h;
     const double pxPerRad = 1280.0 / 64.0 / (2 * 3.14159265358979) * (w / 1280.0) * (300.0 / 256.0);
@@ -278,6 +278,42 @@ void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering
             if (nearEdge) ++edge;
             else ++inner;
         }
+    // Rows of camera 1 that the rectified grid reaches: rectified row r of column c carries camera 1's
+    // undistorted row L(c, r), the epipolar-line index of the pixel (c, r) counted with the angles of
+    // the lines through epipole 2, so the rows a column reaches are L(c, 1) ... L(c, h - 2) (the
+    // resampling back needs a row on either side).
+    long uncovered = 0;
+    {
+        const auto& K1 = calib.record.K1;
+        const auto& K2 = calib.record.K2;
+        const auto& T = calib.record.T;
+        const double f2 = (K2[4] + K2[0]) * 0.0048 * 0.5;
+        const double e2x = (T[0] / T[2] * f2) / 0.0048 + K2[2];
+        const double e2y = (T[1] / T[2] * f2) / 0.0048 + K2[5];
+        const double s00 = e2y / e2x, s10 = e2y / ((e2x - w) - 1), s01 = ((e2y - h) - 1) / e2x,
+                     s11 = ((e2y - h) - 1) / ((e2x - w) - 1);
+        const double angleMin = std::atan(std::min(std::min(s00, s10), std::min(s01, s11)));
+        const double angleStep = std::fabs(std::atan(1.0 / e2x));
+        auto line = [&](int c, int r) { return (std::atan((e2y - r) / (e2x - c)) - angleMin) / angleStep; };
+        (void)K1;
+        for (int c = 0; c < w; ++c) {
+            const double top = line(c, 1), bottom = line(c, h - 2);
+            for (int r = 0; r < h; ++r)
+                if (img.seenByAll[static_cast<std::size_t>(r) * w + c] && (r < top || r > bottom)) ++uncovered;
+        }
+    }
+    out << "  seen pixels outside the rows the rectified grid reaches: " << withCommas(uncovered) << " ("
+        << fmt("%.1f", 100.0 * uncovered / std::max<long>(1, static_cast<long>(std::count(img.seenByAll.begin(), img.seenByAll.end(), 1))))
+        << " % of the seen pixels)\n";
+    // Picture of the points: grey where valid, red where missing, blue where valid outside the seen area.
+    std::vector<std::uint8_t> pic(n * 3, 0);
+    for (std::size_t i = 0; i < n; ++i) {
+        std::uint8_t* p = &pic[3 * i];
+        if (img.seenByAll[i] && !res.valid[i]) p[0] = 255;
+        else if (res.valid[i] && !img.seenByAll[i]) p[2] = 255;
+        else if (res.valid[i]) p[0] = p[1] = p[2] = 160;
+    }
+    writePngRgb8(joinPath(folder, "diagnosis_points.png"), pic.data(), w, h);
     out << "  missing points: " << withCommas(missing) << " = " << withCommas(border) << " within 8 px of the image border + "
         << withCommas(edge) << " within 4 px of a shadow, occlusion or depth step + " << withCommas(inner) << " elsewhere\n";
 }
@@ -384,7 +420,7 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
     printTimings(out, sr.timings);
     const DepthAccuracy da = depthAccuracy(sr.Z, sr.valid, img.depthTruth, img.seenByAll);
     printDepthAccuracy(out, da, fullDefault);
-    if (o.diagnose) diagnose(out, calib, img, sr, so);
+    if (o.diagnose) diagnose(out, calib, img, sr, so, o.out);
 
     const LaserResult lr = runLaser(calib, img.cam[0].laser, img.cam[1].laser);
     out << "laser line\n";

@@ -2,6 +2,7 @@
 #include "Render.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -26,6 +27,19 @@ void parallelRows(int rows, const std::function<void(int, int)>& fn) {
         if (b >= e) break;
         workers.emplace_back(fn, b, e);
     }
+    for (auto& t : workers) t.join();
+}
+
+// Runs fn(job) for job = 0 ... count-1 on a few threads, each taking the next job when free.
+void parallelJobs(int count, const std::function<void(int)>& fn) {
+    unsigned n = std::thread::hardware_concurrency();
+    n = std::max(1u, std::min({n, 4u, static_cast<unsigned>(std::max(1, count))}));
+    std::atomic<int> next{0};
+    std::vector<std::thread> workers;
+    for (unsigned k = 0; k < n; ++k)
+        workers.emplace_back([&]() {
+            for (int j = next++; j < count; j = next++) fn(j);
+        });
     for (auto& t : workers) t.join();
 }
 
@@ -207,24 +221,32 @@ CameraImages renderCamera(const SensorHead& head, const Scene& scene, const Came
     CameraImages out;
     const SampleField f = sampleCamera(head, scene, cam, o);
     const unsigned base = o.seed + 1000u * static_cast<unsigned>(index + 1);
-    if (o.fringe11)
-        for (int p = 0; p < 11; ++p)
-            out.fringe11.push_back(
-                patternImage(f, [&](double u) { return patternEnergy11(head, p, u); }, o, base + p));
-    if (o.fringe18)
-        for (int p = 0; p < 18; ++p)
-            out.fringe18.push_back(
-                patternImage(f, [&](double u) { return patternEnergy18(head, p, u); }, o, base + 100 + p));
+    const int n11 = o.fringe11 ? 11 : 0, n18 = o.fringe18 ? 18 : 0;
+    out.fringe11.resize(static_cast<std::size_t>(n11));
+    out.fringe18.resize(static_cast<std::size_t>(n18));
     const int n = f.ss * f.ss;
-    if (o.laser) {
-        std::vector<float> img(static_cast<std::size_t>(f.width) * f.height);
-        for (std::size_t i = 0; i < img.size(); ++i) {
-            double acc = 0;
-            for (int k = 0; k < n; ++k) acc += f.s[i * n + k].laser;
-            img[i] = static_cast<float>(acc / n);
+    // One job per image; the jobs share the sample field read-only.
+    const int jobs = n11 + n18 + (o.laser ? 1 : 0);
+    parallelJobs(jobs, [&](int j) {
+        {
+            if (j < n11) {
+                out.fringe11[static_cast<std::size_t>(j)] =
+                    patternImage(f, [&](double u) { return patternEnergy11(head, j, u); }, o, base + j);
+            } else if (j < n11 + n18) {
+                const int p = j - n11;
+                out.fringe18[static_cast<std::size_t>(p)] =
+                    patternImage(f, [&](double u) { return patternEnergy18(head, p, u); }, o, base + 100 + p);
+            } else {
+                std::vector<float> img(static_cast<std::size_t>(f.width) * f.height);
+                for (std::size_t i = 0; i < img.size(); ++i) {
+                    double acc = 0;
+                    for (int k = 0; k < n; ++k) acc += f.s[i * n + k].laser;
+                    img[i] = static_cast<float>(acc / n);
+                }
+                out.laser = expose(img, f.width, f.height, o, base + 200);
+            }
         }
-        out.laser = expose(img, f.width, f.height, o, base + 200);
-    }
+    });
     out.phase.assign(static_cast<std::size_t>(f.width) * f.height, std::numeric_limits<float>::quiet_NaN());
     for (std::size_t i = 0; i < out.phase.size(); ++i) {
         double acc = 0;

@@ -13,19 +13,25 @@ void distortNormalised(const Lens& L, double x, double y, double& xd, double& yd
 }
 
 void undistortNormalised(const Lens& L, double xd, double yd, double& x, double& y) {
+    // Newton's method on distortNormalised(x, y) = (xd, yd), starting from the distorted point.
     x = xd;
     y = yd;
-    for (int it = 0; it < 50; ++it) {
+    for (int it = 0; it < 30; ++it) {
         const double r2 = x * x + y * y;
         const double radial = 1 + L.k1 * r2 + L.k2 * r2 * r2 + L.k3 * r2 * r2 * r2;
-        const double dx = 2 * L.p1 * x * y + L.p2 * (r2 + 2 * x * x);
-        const double dy = L.p1 * (r2 + 2 * y * y) + 2 * L.p2 * x * y;
-        const double nx = (xd - dx) / radial;
-        const double ny = (yd - dy) / radial;
-        const double change = std::fabs(nx - x) + std::fabs(ny - y);
-        x = nx;
-        y = ny;
-        if (change < 1e-15) break;
+        const double dRadial = L.k1 + 2 * L.k2 * r2 + 3 * L.k3 * r2 * r2;  // d radial / d r2
+        const double fx = radial * x + 2 * L.p1 * x * y + L.p2 * (r2 + 2 * x * x) - xd;
+        const double fy = radial * y + L.p1 * (r2 + 2 * y * y) + 2 * L.p2 * x * y - yd;
+        const double jxx = radial + 2 * x * x * dRadial + 2 * L.p1 * y + 6 * L.p2 * x;
+        const double jxy = 2 * x * y * dRadial + 2 * L.p1 * x + 2 * L.p2 * y;
+        const double jyy = radial + 2 * y * y * dRadial + 6 * L.p1 * y + 2 * L.p2 * x;
+        const double det = jxx * jyy - jxy * jxy;
+        if (!(std::fabs(det) > 1e-300)) break;
+        const double dx = (fx * jyy - fy * jxy) / det;
+        const double dy = (fy * jxx - fx * jxy) / det;
+        x -= dx;
+        y -= dy;
+        if (std::fabs(dx) + std::fabs(dy) < 1e-15) break;
     }
 }
 
