@@ -9,7 +9,8 @@
 // Each target pixel takes the 4 x 4 source neighbourhood around the truncated coordinate (rows
 // r - 1 ... r + 2, columns c - 1 ... c + 2). Pixels whose neighbourhood is not wholly inside the
 // grid are 0. The weights are separable: four kernel values per axis at the float coordinates,
-// the product of a row and a column weight per neighbour, all in float, summed row-major.
+// W(yf - (r - 1 + k)) and W(xf - (c - 1 + l)), the product of a row and a column weight per
+// neighbour, all in float, summed row-major.
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -25,12 +26,27 @@ namespace {
 constexpr int kCubicThreads = 2;        // InterpCubic1/2/4/5
 constexpr int kMaskedCubicThreads = 4;  // InterpCubic3
 
-// Keys' kernel with a = -0.5, in float, in the documented evaluation order.
+// Keys' kernel with a = -0.5, in float: the inner piece for t <= 1, the outer piece for 1 < t < 2.
+// Both pieces are exactly +0 at t = 1, and the outer one at t = 2.
+inline float keysInner(float t) { return ((t * 1.5f) * t) * t - (t * 2.5f) * t + 1.0f; }
+inline float keysOuter(float t) { return ((t * -0.5f) * t) * t - (t * -2.5f) * t - t * 4.0f - (-2.0f); }
+
 inline float keys(float x) {
     const float t = std::fabs(x);
-    if (t <= 1.0f) return ((t * 1.5f) * t) * t - (t * 2.5f) * t + 1.0f;
-    if (t < 2.0f) return ((t * -0.5f) * t) * t - (t * -2.5f) * t - t * 4.0f - (-2.0f);
+    if (t <= 1.0f) return keysInner(t);
+    if (t < 2.0f) return keysOuter(t);
     return 0.0f;  // t >= 2 or NaN
+}
+
+// The four taps of one axis: W(v - (b - 1)), W(v - b), W(v - (b + 1)), W(v - (b + 2)) for the base
+// b = trunc(coordinate) >= 1 and v the coordinate narrowed to float. As b is exact in float,
+// b <= v <= b + 1, so the distances lie in [1, 2], [0, 1], [0, 1], [1, 2] and each tap takes its
+// piece without a test (the pieces agree at the ends, where W is 0).
+inline void taps(float v, int b, float w[4]) {
+    w[0] = keysOuter(v - static_cast<float>(b - 1));
+    w[1] = keysInner(v - static_cast<float>(b));
+    w[2] = keysInner(static_cast<float>(b + 1) - v);
+    w[3] = keysOuter(static_cast<float>(b + 2) - v);
 }
 
 // Neighbourhood of one target pixel: base row/column and the separable weights. False when the
@@ -43,12 +59,8 @@ struct Neighbourhood {
 inline bool neighbourhood(double x, double y, int w, int h, Neighbourhood& nb) {
     if (!truncToInt(x, nb.c) || !truncToInt(y, nb.r)) return false;
     if (nb.r < 1 || nb.r >= h - 2 || nb.c < 1 || nb.c >= w - 2) return false;
-    const float xf = static_cast<float>(x);
-    const float yf = static_cast<float>(y);
-    for (int k = 0; k < 4; ++k) {
-        nb.wr[k] = keys(yf - static_cast<float>(nb.r - 1 + k));
-        nb.wc[k] = keys(xf - static_cast<float>(nb.c - 1 + k));
-    }
+    taps(static_cast<float>(y), nb.r, nb.wr);
+    taps(static_cast<float>(x), nb.c, nb.wc);
     return true;
 }
 

@@ -47,6 +47,22 @@ double convolveRef(const std::vector<float>& src, int w, double x, double y, con
     return valid ? s / n : s;
 }
 
+// The documented evaluation itself: kernel per tap at the float coordinates, products of row and
+// column weights, float sum in row-major order.
+float documentedCubic(const std::vector<float>& src, int w, double x, double y) {
+    const int c = static_cast<int>(x), r = static_cast<int>(y);
+    const float xf = static_cast<float>(x), yf = static_cast<float>(y);
+    float wr[4], wc[4];
+    for (int k = 0; k < 4; ++k) {
+        wr[k] = BiCubicPloy(yf - static_cast<float>(r - 1 + k));
+        wc[k] = BiCubicPloy(xf - static_cast<float>(c - 1 + k));
+    }
+    float sum = 0.0f;
+    for (int k = 0; k < 4; ++k)
+        for (int l = 0; l < 4; ++l) sum += (wr[k] * wc[l]) * src[static_cast<std::size_t>((r - 1 + k) * w + c - 1 + l)];
+    return sum;
+}
+
 struct Grid {
     int w, h;
     std::vector<double> mx, my;
@@ -156,15 +172,25 @@ TEST(InterpCubic, FractionalCoordinatesFollowTheSeparableConvolution) {
         g.mx[i] = ux(rng);
         g.my[i] = uy(rng);
     }
+    // Some coordinates just below a whole number (they round up to it in float), on one, and
+    // halfway.
+    for (std::size_t i = 0; i < g.n(); i += 7) {
+        const double base = std::floor(g.mx[i]);
+        g.mx[i] = (i % 3 == 0) ? base + 1 - 1e-12 : (i % 3 == 1) ? base : base + 0.5;
+        g.my[i] = (i % 2 == 0) ? std::floor(g.my[i]) + 1 - 1e-12 : g.my[i];
+    }
     e.rectMapX2 = g.mx;
     e.rectMapY2 = g.my;
 
-    // A random map against the convolution in double.
+    // A random map against the convolution in double, and bit for bit against the documented
+    // float evaluation.
     const std::vector<float> src = randomMap(g.n(), 2);
     std::vector<float> map = src;
     InterpCubic2(e, map.data());
-    for (std::size_t i = 0; i < g.n(); ++i)
+    for (std::size_t i = 0; i < g.n(); ++i) {
         EXPECT_NEAR(map[i], convolveRef(src, w, g.mx[i], g.my[i]), 2e-4) << i;
+        EXPECT_EQ(map[i], documentedCubic(src, w, g.mx[i], g.my[i])) << i;
+    }
 
     // Keys' kernel reproduces a plane: different slopes per axis catch swapped row/column weights.
     std::vector<float> plane(g.n());
