@@ -50,7 +50,9 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     const long long half = k > 0 ? k / 2 : -1;  // -1: empty kernel
     const long long hy = half < h - 1 ? half : h - 1;
     const long long hx = half < w - 1 ? half : w - 1;
-    const std::vector<double> ws = spatialTable(spatialSigma, hy, hx);
+    const std::vector<double> table = spatialTable(spatialSigma, hy, hx);
+    // The weights as the accumulation uses them, narrowed to float once.
+    const std::vector<float> ws(table.begin(), table.end());
     const std::size_t tableWidth = static_cast<std::size_t>(2 * hx + 1);
 
     const std::vector<float> src(map, map + n);
@@ -72,14 +74,14 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
                 float nsum = 0.0f;
                 for (long long di = diFirst; di <= diLast; ++di) {
                     const std::size_t rowStart = static_cast<std::size_t>(r + di) * W;
-                    const double* wsRow = ws.data() + static_cast<std::size_t>(di + hy) * tableWidth;
+                    const float* wsRow = ws.data() + static_cast<std::size_t>(di + hy) * tableWidth;
                     for (long long dj = djFirst; dj <= djLast; ++dj) {
                         const std::size_t j = rowStart + static_cast<std::size_t>(col + dj);
                         if (!mask[j]) continue;
                         const float v = src[j];
                         const float delta = v - centre;
                         const float wr = expf((-delta * delta) / rangeDenominator);
-                        const float wgt = wr * static_cast<float>(wsRow[dj + hx]);
+                        const float wgt = wr * wsRow[dj + hx];
                         s += v * wgt;
                         nsum += wgt;
                     }
