@@ -122,13 +122,22 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
     timer.lap("triangulate (CalPoint)");
 
     if (o.filters) {
-        algo->Outlierdetect(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.outlierRadius,
-                            o.outlierDistance);
+        std::vector<float> depths;
+        for (std::size_t i = 0; i < n; ++i)
+            if (match[i] && std::isfinite(res.Z[i]) && res.Z[i] > 0) depths.push_back(res.Z[i]);
+        double footprint = 0.2;
+        if (!depths.empty()) {
+            std::nth_element(depths.begin(), depths.begin() + static_cast<long>(depths.size() / 2), depths.end());
+            footprint = depths[depths.size() / 2] / calib.record.K1[0];
+        }
+        const float outlierDistance = o.outlierDistance > 0 ? o.outlierDistance : static_cast<float>(5 * footprint);
+        const float gradientLimit = o.gradientLimit > 0 ? o.gradientLimit : static_cast<float>(10 * footprint);
+        algo->Outlierdetect(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.outlierRadius, outlierDistance);
         std::vector<float> zCopy = res.Z;
         std::unique_ptr<bool[]> maskCopy(new bool[n]);
         std::copy(match.get(), match.get() + n, maskCopy.get());
         const float pass = 1.0f;
-        algo->GradientFilter(res.Z.data(), zCopy.data(), match.get(), maskCopy.get(), o.gradientLimit, pass);
+        algo->GradientFilter(res.Z.data(), zCopy.data(), match.get(), maskCopy.get(), gradientLimit, pass);
         algo->FillingFunction(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.fillMode, o.fillSmallArea,
                               o.fillLargeArea, o.minDepth, o.maxDepth);
         timer.lap("filters (Outlierdetect, GradientFilter, FillingFunction)");

@@ -35,9 +35,11 @@ struct StructuredOptions {
     float smoothSigma = 1.0f;
     // Depth-map filter chain on camera 1's grid.
     bool filters = true;
+    // Distances in mm; 0 picks them from the pixel footprint f = (median depth) / fx1 (0.2 mm at
+    // 500 mm with the 12 mm lens at full size): outlier distance 5 f, gradient limit 10 f.
     int outlierRadius = 2;
-    float outlierDistance = 1.0f;   // mm
-    float gradientLimit = 2.0f;     // mm between the two neighbours of a pixel
+    float outlierDistance = 0.0f;
+    float gradientLimit = 0.0f;     // between the two neighbours of a pixel
     int fillMode = 1;               // FillingFunction level (small holes only)
     int fillSmallArea = 30, fillLargeArea = 300;
     int minDepth = 100, maxDepth = 2000;  // mm, also the depth range of the colour registration

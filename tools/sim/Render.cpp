@@ -109,6 +109,7 @@ SampleField sampleCamera(const SensorHead& head, const Scene& scene, const Camer
     f.s.resize(static_cast<std::size_t>(cam.width) * cam.height * ss * ss);
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const double D2 = head.options.workingDistance * head.options.workingDistance;
+    const double laserSigma = o.laserSigmaMm * std::max(1.0, 1280.0 / cam.width);
     parallelRows(cam.height, [&](int r0, int r1) {
         for (int r = r0; r < r1; ++r)
             for (int c = 0; c < cam.width; ++c)
@@ -138,7 +139,7 @@ SampleField sampleCamera(const SensorHead& head, const Scene& scene, const Camer
                     // Laser sheet.
                     if (o.laser) {
                         const double d = dot(head.laserNormal, hit.p - head.laserOrigin);
-                        const double prof = std::exp(-d * d / (2.0 * o.laserSigmaMm * o.laserSigmaMm));
+                        const double prof = std::exp(-d * d / (2.0 * laserSigma * laserSigma));
                         double val = o.exposure * grey * 0.02;
                         if (prof > 1e-6) {
                             const Vec3 toL = head.laserOrigin - hit.p;
@@ -339,7 +340,7 @@ void renderTruth(const SensorHead& head, const Scene& scene, const RenderOptions
                 if (!head.cam2.project(hit.p, u, v) || !head.cam2.onSensor(u, v)) continue;
                 if (!scene.visible(head.cam2.C, hit.p)) continue;
                 const double dl = dot(head.laserNormal, hit.p - head.laserOrigin);
-                if (std::fabs(dl) < 2.0 * o.laserSigmaMm && dot(hit.n, head.laserOrigin - hit.p) > 0 &&
+                if (std::fabs(dl) < 2.0 * o.laserSigmaMm * std::max(1.0, 1280.0 / c1.width) && dot(hit.n, head.laserOrigin - hit.p) > 0 &&
                     scene.visible(head.laserOrigin, hit.p))
                     laserSeen[i] = 1;
                 if (!std::isfinite(head.phaseAt(hit.p))) continue;

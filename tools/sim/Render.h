@@ -38,7 +38,8 @@ struct RenderOptions {
     double ambient = 0.08;    // ambient light, as a fraction of the projector's full irradiance
     double exposure = 240.0;  // grey level of a white frontal surface under full projector light
     double laserPeak = 230.0; // grey level of the laser stripe centre on a white frontal surface
-    double laserSigmaMm = 0.25;  // laser sheet thickness (1 sigma, mm)
+    double laserSigmaMm = 0.25;  // laser sheet thickness (1 sigma, mm) at the full 1280-pixel width;
+                                 // a smaller image gets a proportionally thicker sheet
     bool fringe11 = true, fringe18 = true, laser = true, colour = true;
     unsigned seed = 20261123;
 };
