@@ -153,6 +153,54 @@ Image readPng(const std::string& path) {
     return out;
 }
 
+namespace {
+struct MemoryReader {
+    const std::string* bytes;
+    std::size_t at;
+};
+void pngReadFromMemory(png_structp png, png_bytep out, png_size_t length) {
+    auto* r = static_cast<MemoryReader*>(png_get_io_ptr(png));
+    if (r->at + length > r->bytes->size()) png_error(png, "truncated file");
+    std::memcpy(out, r->bytes->data() + r->at, length);
+    r->at += length;
+}
+}  // namespace
+
+std::vector<std::uint16_t> readPngGrey16(const std::string& path, int& width, int& height) {
+    const std::string bytes = readWholeFile(path);
+    if (bytes.size() < 8 || png_sig_cmp(reinterpret_cast<png_const_bytep>(bytes.data()), 0, 8) != 0)
+        throw InputError(path, "not a PNG image");
+    png_structp png = png_create_read_struct(PNG_LIBPNG_VER_STRING, nullptr, nullptr, nullptr);
+    if (!png) throw std::runtime_error("png_create_read_struct failed");
+    png_infop info = png_create_info_struct(png);
+    if (!info) {
+        png_destroy_read_struct(&png, nullptr, nullptr);
+        throw std::runtime_error("png_create_info_struct failed");
+    }
+    MemoryReader reader{&bytes, 0};
+    std::vector<std::uint16_t> out;
+    if (setjmp(png_jmpbuf(png))) {
+        png_destroy_read_struct(&png, &info, nullptr);
+        throw InputError(path, "corrupt PNG data");
+    }
+    png_set_read_fn(png, &reader, pngReadFromMemory);
+    png_read_png(png, info, PNG_TRANSFORM_IDENTITY, nullptr);
+    const bool ok = png_get_bit_depth(png, info) == 16 && png_get_color_type(png, info) == PNG_COLOR_TYPE_GRAY;
+    if (ok) {
+        width = static_cast<int>(png_get_image_width(png, info));
+        height = static_cast<int>(png_get_image_height(png, info));
+        png_bytepp rows = png_get_rows(png, info);
+        out.resize(static_cast<std::size_t>(width) * height);
+        for (int r = 0; r < height; ++r)
+            for (int c = 0; c < width; ++c)
+                out[static_cast<std::size_t>(r) * width + c] =
+                    static_cast<std::uint16_t>((rows[r][2 * c] << 8) | rows[r][2 * c + 1]);
+    }
+    png_destroy_read_struct(&png, &info, nullptr);
+    if (!ok) throw InputError(path, "not a 16-bit grey PNG");
+    return out;
+}
+
 Plane8 readGreyPng(const std::string& path, int width, int height) {
     const Image img = readPng(path);
     if (img.width != width || img.height != height)

@@ -42,6 +42,9 @@ Plane8 readGreyPng(const std::string& path, int width, int height);
 // Reads an 8-bit RGB image of width x height (grey is expanded to RGB).
 std::vector<std::uint8_t> readRgbPng(const std::string& path, int width, int height);
 
+// Reads a 16-bit single-channel PNG (such as depth.png) as written by writePngGrey16.
+std::vector<std::uint16_t> readPngGrey16(const std::string& path, int& width, int& height);
+
 void writePngGrey8(const std::string& path, const std::uint8_t* data, int width, int height);
 void writePngRgb8(const std::string& path, const std::uint8_t* data, int width, int height);
 void writePngGrey16(const std::string& path, const std::uint16_t* data, int width, int height);
