@@ -35,6 +35,7 @@ void addSimOptions(CLI::App* app, xscan::SimOptions& sim, std::string& size) {
     app->add_option("--size", size, "image size WIDTHxHEIGHT (multiples of 8; the field of view is kept)")
         ->capture_default_str();
     app->add_option("--noise", sim.noise, "sensor noise level: 0 none, 1 default")->capture_default_str();
+    app->add_option("--baseline", sim.baseline, "distance between the measurement cameras (mm)")->capture_default_str();
 }
 
 }  // namespace

@@ -89,10 +89,12 @@ TEST(SimGeometry, CalibrationPosesFollowTheLibraryConventions) {
     // T is camera 1's centre seen from camera 2, Tinv camera 2's centre seen from camera 1.
     EXPECT_NEAR(norm(h.cam2.toCamera(h.cam1.C) - Vec3(c.T[0], c.T[1], c.T[2])), 0.0, 1e-12);
     EXPECT_NEAR(norm(h.cam1.toCamera(h.cam2.C) - Vec3(c.Tinv[0], c.Tinv[1], c.Tinv[2])), 0.0, 1e-12);
-    // Baseline of 180 mm, mostly along x; camera 2 on the right of camera 1.
-    EXPECT_NEAR(std::hypot(c.T[0], std::hypot(c.T[1], c.T[2])), 180.0, 0.01);
-    EXPECT_GT(c.Tinv[0], 170.0);
-    EXPECT_LT(c.T[0], -170.0);
+    // The baseline (150 mm by default, with camera 2 0.25 mm lower), mostly along x; camera 2 on the
+    // right of camera 1.
+    const double b = h.options.baseline;
+    EXPECT_NEAR(std::hypot(c.T[0], std::hypot(c.T[1], c.T[2])), std::hypot(b, 0.25), 1e-9);
+    EXPECT_GT(c.Tinv[0], 0.95 * b);
+    EXPECT_LT(c.T[0], -0.95 * b);
     // Verged cameras: both epipoles far outside the image on the row axis, epipole 2 on the left
     // (the library's rectified rows then grow with the camera rows).
     const double e1x = c.Tinv[0] / c.Tinv[2] * c.K1[0] + c.K1[2];
@@ -192,7 +194,7 @@ TEST(SimScene, RayCastingHitsTheAnalyticSurfaces) {
 
 TEST(SimTruth, DepthAlongTheOpticalAxisOfCameraOne) {
     // On the bare plane the depth (camera-1 Z) at the principal point is the distance to the plane
-    // along the optical axis: 500 / cos(atan(90 / 500)) for camera 1 aimed at (0, 0, 500) from x = -90.
+    // along the optical axis: hypot(b / 2, 500) for camera 1 aimed at (0, 0, 500) from x = -b / 2.
     HeadOptions ho;
     ho.width = 160;
     ho.height = 128;
@@ -206,7 +208,7 @@ TEST(SimTruth, DepthAlongTheOpticalAxisOfCameraOne) {
     const double fx = cx - c0, fy = cy - r0;
     auto z = [&](int rr, int cc) { return static_cast<double>(r.depthTruth[static_cast<std::size_t>(rr) * ho.width + cc]); };
     const double zc = (z(r0, c0) * (1 - fx) + z(r0, c0 + 1) * fx) * (1 - fy) + (z(r0 + 1, c0) * (1 - fx) + z(r0 + 1, c0 + 1) * fx) * fy;
-    EXPECT_NEAR(zc, std::hypot(90.0, 500.0), 0.01);
+    EXPECT_NEAR(zc, std::hypot(ho.baseline / 2, 500.0), 0.01);
     // Everything the cameras share is lit on a bare plane: most pixels are seen by all three.
     long seen = 0;
     for (auto v : r.seenByAll) seen += v;

@@ -307,13 +307,18 @@ void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering
     out << "  seen pixels outside the rows the rectified grid reaches: " << withCommas(uncovered) << " ("
         << fmt("%.1f", 100.0 * uncovered / std::max<long>(1, static_cast<long>(std::count(img.seenByAll.begin(), img.seenByAll.end(), 1))))
         << " % of the seen pixels)\n";
-    // Picture of the points: grey where valid, red where missing, blue where valid outside the seen area.
+    // Picture of the points: grey where valid, red where missing, blue where valid outside the seen
+    // area, yellow where more than 1 mm off.
     std::vector<std::uint8_t> pic(n * 3, 0);
     for (std::size_t i = 0; i < n; ++i) {
         std::uint8_t* p = &pic[3 * i];
         if (img.seenByAll[i] && !res.valid[i]) p[0] = 255;
         else if (res.valid[i] && !img.seenByAll[i]) p[2] = 255;
         else if (res.valid[i]) p[0] = p[1] = p[2] = 160;
+        if (res.valid[i] && img.depthTruth[i] > 0 && std::fabs(res.Z[i] - img.depthTruth[i]) > 1.0f) {
+            p[0] = p[1] = 255;
+            p[2] = 0;
+        }
     }
     writePngRgb8(joinPath(folder, "diagnosis_points.png"), pic.data(), w, h);
     out << "  missing points: " << withCommas(missing) << " = " << withCommas(border) << " within 8 px of the image border + "
@@ -424,6 +429,7 @@ void validate(const SimOptions& s) {
         throw InputError("--size", std::to_string(s.width) + "x" + std::to_string(s.height) +
                                        ": width and height must be multiples of 8 in 64 ... 8192");
     if (!(s.noise >= 0) || s.noise > 100) throw InputError("--noise", "must be a number in 0 ... 100");
+    if (!(s.baseline >= 50) || s.baseline > 400) throw InputError("--baseline", "must be a number of mm in 50 ... 400");
 }
 
 std::vector<std::uint8_t> depthPreview(const std::vector<float>& Z, const std::vector<std::uint8_t>& valid) {
@@ -486,6 +492,7 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
     xsim::HeadOptions ho;
     ho.width = o.sim.width;
     ho.height = o.sim.height;
+    ho.baseline = o.sim.baseline;
     const xsim::SensorHead head = xsim::SensorHead::make(ho);
     xsim::Scene scene;
     xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);
@@ -493,10 +500,12 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
     ro.noise = o.sim.noise;
     ro.fringe11 = o.patterns == 11;
     ro.fringe18 = o.patterns == 18;
+    // The targets are stated for the default scene at full size.
     const bool fullDefault = o.sim.scene == "default" && o.sim.width == 1280 && o.sim.height == 1024;
 
     out << "xelora-scan demo: virtual sensor head, scene \"" << o.sim.scene << "\", " << o.sim.width << " x "
-        << o.sim.height << " pixels, noise level " << o.sim.noise << ", " << o.patterns << "-plane pattern set\n";
+        << o.sim.height << " pixels, baseline " << o.sim.baseline << " mm, noise level " << o.sim.noise << ", "
+        << o.patterns << "-plane pattern set\n";
     const auto t0 = Clock::now();
     const xsim::Rendering img = xsim::render(head, scene, ro);
     const double renderMs = msSince(t0);
@@ -532,6 +541,7 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
     rep["scene"] = o.sim.scene;
     rep["image"] = {{"width", o.sim.width}, {"height", o.sim.height}};
     rep["noise"] = o.sim.noise;
+    rep["baseline_mm"] = o.sim.baseline;
     rep["pattern_planes"] = o.patterns;
     rep["render_ms"] = std::round(renderMs * 10) / 10;
     rep["structured"] = structuredJson(sr);
@@ -552,6 +562,7 @@ int runSimulate(const SimulateOptions& o, std::ostream& out) {
     xsim::HeadOptions ho;
     ho.width = o.sim.width;
     ho.height = o.sim.height;
+    ho.baseline = o.sim.baseline;
     const xsim::SensorHead head = xsim::SensorHead::make(ho);
     xsim::Scene scene;
     xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);

@@ -16,6 +16,7 @@ struct SimOptions {
     std::string scene = "default";
     int width = 1280, height = 1024;
     double noise = 1.0;
+    double baseline = 150.0;  // mm
 };
 
 struct DemoOptions {

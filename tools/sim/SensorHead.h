@@ -22,7 +22,10 @@ namespace xsim {
 struct HeadOptions {
     int width = 1280;   // measurement and colour camera image size in pixels
     int height = 1024;
-    double baseline = 180.0;          // mm between the two measurement cameras
+    // mm between the two measurement cameras. 150 mm rather than more: the library rectifies onto rows
+    // that fan out towards the epipole, and the fan (and so the share of camera 1's image that the
+    // rectified grid does not reach) grows with the vergence; see the demo's --diagnose.
+    double baseline = 150.0;
     double workingDistance = 500.0;   // mm
     double laserX = -55.0;            // x of the laser plane at the working distance (mm)
 };
