@@ -213,3 +213,25 @@ TEST(Commands, ProgramExitsWithStatusTwoOnUnusableInput) {
     // No output was produced by any of these runs.
     EXPECT_TRUE(filesIn(tmp / "out").empty());
 }
+
+TEST(Commands, DemoWritesEveryOutputAndAReport) {
+    toolstest::TempFolder tmp;
+    std::string err;
+    ASSERT_EQ(runScan("demo --size 320x256 --out '" + (tmp / "demo") + "'", err, tmp / "err.txt"), 0) << err;
+    for (const char* f : {"cloud.ply", "depth.png", "depth_preview.png", "laser_profile.ply", "report.json"})
+        EXPECT_EQ(std::ifstream(tmp / (std::string("demo/") + f)).good(), true) << f;
+    for (const auto& name : filesIn(tmp / "demo")) EXPECT_EQ(name.find(".partial"), std::string::npos) << name;
+    std::ifstream in(tmp / "demo/report.json");
+    const nlohmann::json rep = nlohmann::json::parse(in);
+    EXPECT_EQ(rep["command"], "demo");
+    EXPECT_EQ(rep["image"]["width"], 320);
+    const double completeness = rep["structured"]["accuracy"]["completeness"];
+    EXPECT_GT(completeness, 0.85);
+    EXPECT_LT(rep["structured"]["accuracy"]["abs_error_mm"]["median"].get<double>(), 0.03);
+    EXPECT_GT(rep["laser"]["profile_points"].get<int>(), 100);
+    EXPECT_EQ(rep["outputs"]["depth_png_units_per_mm"], kDepthUnitsPerMm);
+    // The preview is an 8-bit colour image of the same size.
+    const Image preview = readPng(tmp / "demo/depth_preview.png");
+    EXPECT_EQ(preview.width, 320);
+    EXPECT_EQ(preview.height, 256);
+}
