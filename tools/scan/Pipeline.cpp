@@ -130,7 +130,7 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
             std::nth_element(depths.begin(), depths.begin() + static_cast<long>(depths.size() / 2), depths.end());
             footprint = depths[depths.size() / 2] / calib.record.K1[0];
         }
-        const float outlierDistance = o.outlierDistance > 0 ? o.outlierDistance : static_cast<float>(5 * footprint);
+        const float outlierDistance = o.outlierDistance > 0 ? o.outlierDistance : static_cast<float>(8 * footprint);
         const float gradientLimit = o.gradientLimit > 0 ? o.gradientLimit : static_cast<float>(10 * footprint);
         algo->Outlierdetect(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.outlierRadius, outlierDistance);
         std::vector<float> zCopy = res.Z;

@@ -36,8 +36,9 @@ struct StructuredOptions {
     // Depth-map filter chain on camera 1's grid.
     bool filters = true;
     // Distances in mm; 0 picks them from the pixel footprint f = (median depth) / fx1 (0.2 mm at
-    // 500 mm with the 12 mm lens at full size): outlier distance 5 f, gradient limit 10 f.
-    int outlierRadius = 2;
+    // 500 mm with the 12 mm lens at full size): outlier distance 8 f, gradient limit 10 f. A point
+    // survives Outlierdetect with 18 of its 7 x 7 neighbours within the outlier distance.
+    int outlierRadius = 3;
     float outlierDistance = 0.0f;
     float gradientLimit = 0.0f;     // between the two neighbours of a pixel
     int fillMode = 1;               // FillingFunction level (small holes only)
