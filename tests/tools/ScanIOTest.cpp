@@ -103,7 +103,7 @@ TEST(CalibrationJson, MalformedFilesAreRefusedWithTheReason) {
     j["K1"] = 2500.0;
     expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"K1\" must be an array of 9");
     expectInputError([&] { readCalibrationJson("/nonexistent/calib.json"); }, "/nonexistent/calib.json", "cannot open");
-    // The unchanged document is accepted.
+    // The unchanged JSON text is accepted.
     EXPECT_EQ(calibrationFromJson(text(good), "c.json").width, 1280);
 }
 

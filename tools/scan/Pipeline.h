@@ -68,8 +68,7 @@ struct StructuredResult {
     bool coloured = false;
     std::vector<Timing> timings;
     // Intermediates (only with keepIntermediates): decoded phase and mask of each camera on its own
-    // grid, rectified phase and mask, match mask and sub-pixel columns are not exported by the
-    // library, so only what the caller sees is kept.
+    // grid, the same on the rectified grid, and the match mask after MatchII.
     std::vector<float> phase[2], rectPhase[2];
     std::vector<std::uint8_t> mask[2], rectMask[2], matchMask;
 };

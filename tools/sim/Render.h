@@ -15,8 +15,8 @@
 //              p_k = bit (6 - k) of G7 xor p_6 for k = 1 ... 5 and p_0 = not(bit 6 of G7) xor p_6;
 //              14 ... 17 the fringes with shifts 3 pi / 2, pi, pi / 2, 0.
 //   A Gray edge is spread linearly over one projector pixel.
-// These are the patterns from which the library's decoders recover theta (DecGrayPhase1 and
-// DecGrayPhase2 respectively).
+// These are the patterns from which the library's decoders recover theta: DecGrayPhase1 reads the
+// 11-plane set, DecGrayPhase2 the 18-plane set.
 #ifndef XELORA_TOOLS_SIM_RENDER_H
 #define XELORA_TOOLS_SIM_RENDER_H
 
