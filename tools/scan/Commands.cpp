@@ -621,7 +621,7 @@ int runStructuredCmd(const StructuredCmdOptions& o, std::ostream& out) {
     const StructuredResult sr = runStructured(calib, cam1, cam2, colour, StructuredOptions());
     out << "structured light: " << cam1.size() << "-plane sets, " << calib.width << " x " << calib.height << "\n";
     printTimings(out, sr.timings);
-    out << "  points: " << withCommas(sr.count) << "\n";
+    if (o.truth.empty()) out << "  points: " << withCommas(sr.count) << "\n";
     writeStructuredOutputs(o.out, sr);
     Json rep;
     rep["command"] = "structured";

@@ -281,8 +281,8 @@ LaserAccuracy laserAccuracy(const LaserResult& laser, int width, const std::vect
         if (visible[static_cast<std::size_t>(r)]) ++a.rowsMeasured;
         const double x = laser.points1[static_cast<std::size_t>(r)][0];
         const double y = laser.points1[static_cast<std::size_t>(r)][1];
+        if (!(x >= 0) || !(y >= 0) || !(x < width - 1) || !(y < h - 1)) continue;
         const int c0 = static_cast<int>(std::floor(x)), r0 = static_cast<int>(std::floor(y));
-        if (!(x >= 0) || !(y >= 0) || c0 + 1 >= width || r0 + 1 >= h) continue;
         const float* t = truth.data();
         const std::size_t i00 = static_cast<std::size_t>(r0) * width + c0;
         const double z00 = t[i00], z01 = t[i00 + 1], z10 = t[i00 + width], z11 = t[i00 + width + 1];
