@@ -259,14 +259,49 @@ void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering
             << " mm, RMS " << fmt("%.4f", a.rms) << " mm, p95 " << fmt("%.4f", a.p95) << " mm, completeness "
             << fmt("%.1f", 100 * a.completeness) << " %, " << withCommas(a.gross) << " points > 1 mm off\n";
     }
+    // Rows of camera 1 that the rectified grid reaches: rectified row r of column c carries camera 1's
+    // undistorted row L(c, r), the epipolar-line index of the pixel (c, r) counted with the angles of
+    // the lines through epipole 2, so the rows a column reaches are L(c, 1) ... L(c, h - 2) (the
+    // resampling back needs a row on either side).
+    long uncovered = 0;
+    std::vector<std::uint8_t> reached(n, 1);
+    {
+        const auto& K2 = calib.record.K2;
+        const auto& T = calib.record.T;
+        const double f2 = (K2[4] + K2[0]) * 0.0048 * 0.5;
+        const double e2x = (T[0] / T[2] * f2) / 0.0048 + K2[2];
+        const double e2y = (T[1] / T[2] * f2) / 0.0048 + K2[5];
+        const double s00 = e2y / e2x, s10 = e2y / ((e2x - w) - 1), s01 = ((e2y - h) - 1) / e2x,
+                     s11 = ((e2y - h) - 1) / ((e2x - w) - 1);
+        const double angleMin = std::atan(std::min(std::min(s00, s10), std::min(s01, s11)));
+        const double angleStep = std::fabs(std::atan(1.0 / e2x));
+        auto line = [&](int c, int r) { return (std::atan((e2y - r) / (e2x - c)) - angleMin) / angleStep; };
+        for (int c = 0; c < w; ++c) {
+            const double top = line(c, 1), bottom = line(c, h - 2);
+            for (int r = 0; r < h; ++r) {
+                const std::size_t i = static_cast<std::size_t>(r) * w + c;
+                if (r < top || r > bottom) {
+                    reached[i] = 0;
+                    if (img.seenByAll[i]) ++uncovered;
+                }
+            }
+        }
+    }
+    out << "  seen pixels outside the rows the rectified grid reaches: " << withCommas(uncovered) << " ("
+        << fmt("%.1f", 100.0 * uncovered / std::max<long>(1, static_cast<long>(std::count(img.seenByAll.begin(), img.seenByAll.end(), 1))))
+        << " % of the seen pixels)\n";
     // Missing points: near the image border, next to an unseen pixel (shadow or occlusion edge) or a
     // depth step, or elsewhere.
-    long border = 0, edge = 0, inner = 0, missing = 0;
+    long border = 0, edge = 0, inner = 0, missing = 0, outside = 0;
     for (int r = 0; r < h; ++r)
         for (int c = 0; c < w; ++c) {
             const std::size_t i = static_cast<std::size_t>(r) * w + c;
             if (!img.seenByAll[i] || res.valid[i]) continue;
             ++missing;
+            if (!reached[i]) {
+                ++outside;
+                continue;
+            }
             if (r < 8 || c < 8 || r >= h - 8 || c >= w - 8) {
                 ++border;
                 continue;
@@ -280,33 +315,6 @@ void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering
             if (nearEdge) ++edge;
             else ++inner;
         }
-    // Rows of camera 1 that the rectified grid reaches: rectified row r of column c carries camera 1's
-    // undistorted row L(c, r), the epipolar-line index of the pixel (c, r) counted with the angles of
-    // the lines through epipole 2, so the rows a column reaches are L(c, 1) ... L(c, h - 2) (the
-    // resampling back needs a row on either side).
-    long uncovered = 0;
-    {
-        const auto& K1 = calib.record.K1;
-        const auto& K2 = calib.record.K2;
-        const auto& T = calib.record.T;
-        const double f2 = (K2[4] + K2[0]) * 0.0048 * 0.5;
-        const double e2x = (T[0] / T[2] * f2) / 0.0048 + K2[2];
-        const double e2y = (T[1] / T[2] * f2) / 0.0048 + K2[5];
-        const double s00 = e2y / e2x, s10 = e2y / ((e2x - w) - 1), s01 = ((e2y - h) - 1) / e2x,
-                     s11 = ((e2y - h) - 1) / ((e2x - w) - 1);
-        const double angleMin = std::atan(std::min(std::min(s00, s10), std::min(s01, s11)));
-        const double angleStep = std::fabs(std::atan(1.0 / e2x));
-        auto line = [&](int c, int r) { return (std::atan((e2y - r) / (e2x - c)) - angleMin) / angleStep; };
-        (void)K1;
-        for (int c = 0; c < w; ++c) {
-            const double top = line(c, 1), bottom = line(c, h - 2);
-            for (int r = 0; r < h; ++r)
-                if (img.seenByAll[static_cast<std::size_t>(r) * w + c] && (r < top || r > bottom)) ++uncovered;
-        }
-    }
-    out << "  seen pixels outside the rows the rectified grid reaches: " << withCommas(uncovered) << " ("
-        << fmt("%.1f", 100.0 * uncovered / std::max<long>(1, static_cast<long>(std::count(img.seenByAll.begin(), img.seenByAll.end(), 1))))
-        << " % of the seen pixels)\n";
     // Picture of the points: grey where valid, red where missing, blue where valid outside the seen
     // area, yellow where more than 1 mm off.
     std::vector<std::uint8_t> pic(n * 3, 0);
@@ -321,7 +329,8 @@ void diagnose(std::ostream& out, const Calibration& calib, const xsim::Rendering
         }
     }
     writePngRgb8(joinPath(folder, "diagnosis_points.png"), pic.data(), w, h);
-    out << "  missing points: " << withCommas(missing) << " = " << withCommas(border) << " within 8 px of the image border + "
+    out << "  missing points: " << withCommas(missing) << " = " << withCommas(outside)
+        << " outside the rectified grid's rows + " << withCommas(border) << " within 8 px of the image border + "
         << withCommas(edge) << " within 4 px of a shadow, occlusion or depth step + " << withCommas(inner) << " elsewhere\n";
 }
 
