@@ -53,7 +53,9 @@ int main(int argc, char** argv) {
     demoCmd->add_option("--out", demo.out, "output folder")->capture_default_str();
     demoCmd->add_option("--patterns", demo.patterns, "pattern set: 11 (Gray code + phase shift) or 18 (paired)")
         ->capture_default_str();
-    demoCmd->add_flag("--diagnose", demo.diagnose, "break the structured-light error down by stage");
+    demoCmd->add_flag("--diagnose", demo.diagnose,
+                      "break the structured-light and laser-line errors down by stage (also writes "
+                      "diagnosis_points.png)");
 
     xscan::SimulateOptions sim;
     std::string simSize = "1280x1024";
