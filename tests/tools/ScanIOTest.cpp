@@ -55,7 +55,7 @@ void expectInputError(Fn fn, const std::string& file, const std::string& reason)
 
 // Runs xelora-scan with arguments; returns the exit status, stderr in `err`.
 int runScan(const std::string& args, std::string& err, const std::string& errFile) {
-    const std::string cmd = std::string(XELORA_SCAN_EXE) + " " + args + " >/dev/null 2>'" + errFile + "'";
+    const std::string cmd = "'" + std::string(XELORA_SCAN_EXE) + "' " + args + " >/dev/null 2>'" + errFile + "'";
     const int st = std::system(cmd.c_str());
     std::ifstream in(errFile);
     std::stringstream ss;
