@@ -1,6 +1,7 @@
 // Scene construction and exact ray casting of planes, spheres and convex solids.
 #include "SimScene.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -34,6 +35,8 @@ Solid block(double x0, double x1, double y0, double y1, double zBack, double h) 
     s.kind = Solid::Convex;
     s.faces = {{{-1, 0, 0}, -x0}, {{1, 0, 0}, x1}, {{0, -1, 0}, -y0},
                {{0, 1, 0}, y1},   {{0, 0, 1}, zBack}, {{0, 0, -1}, -(zBack - h)}};
+    s.boxMin = Vec3(x0, y0, zBack - h);
+    s.boxMax = Vec3(x1, y1, zBack);
     s.colour = {0.36, 0.52, 0.90};
     s.name = "step block";
     return s;
@@ -47,6 +50,8 @@ Solid wedge(double x0, double x1, double y0, double y1, double zBack, double h) 
     // Top face: z >= zBack - slope (x - x0)  <=>  -slope x - z <= -zBack - slope x0.
     s.faces = {{{-1, 0, 0}, -x0}, {{1, 0, 0}, x1}, {{0, -1, 0}, -y0},
                {{0, 1, 0}, y1},   {{0, 0, 1}, zBack}, {{-slope, 0, -1}, -zBack - slope * x0}};
+    s.boxMin = Vec3(x0, y0, zBack - h);
+    s.boxMax = Vec3(x1, y1, zBack);
     s.colour = {0.46, 0.84, 0.46};
     s.name = "wedge";
     return s;
@@ -77,6 +82,24 @@ bool hitSolid(const Solid& s, const Vec3& o, const Vec3& d, double tMin, double&
         return true;
     }
     case Solid::Convex: {
+        // Slab test against the bounding box first (with a margin for rounding).
+        {
+            double lo = -std::numeric_limits<double>::infinity(), hi = std::numeric_limits<double>::infinity();
+            const double o3[3] = {o.x, o.y, o.z}, d3[3] = {d.x, d.y, d.z};
+            const double mn[3] = {s.boxMin.x - 1e-6, s.boxMin.y - 1e-6, s.boxMin.z - 1e-6};
+            const double mx[3] = {s.boxMax.x + 1e-6, s.boxMax.y + 1e-6, s.boxMax.z + 1e-6};
+            for (int a = 0; a < 3; ++a) {
+                if (std::fabs(d3[a]) < 1e-15) {
+                    if (o3[a] < mn[a] || o3[a] > mx[a]) return false;
+                    continue;
+                }
+                double t0 = (mn[a] - o3[a]) / d3[a], t1 = (mx[a] - o3[a]) / d3[a];
+                if (t0 > t1) std::swap(t0, t1);
+                lo = std::max(lo, t0);
+                hi = std::min(hi, t1);
+            }
+            if (!(lo <= hi) || !(hi > tMin)) return false;
+        }
         double tEnter = -std::numeric_limits<double>::infinity();
         double tExit = std::numeric_limits<double>::infinity();
         Vec3 nEnter;

@@ -38,6 +38,7 @@ struct Solid {
     Vec3 centre;
     double radius = 0;
     std::vector<HalfSpace> faces;
+    Vec3 boxMin, boxMax;  // Convex: an axis-aligned box holding the solid (rays that miss it skip it)
     Rgb colour;          // albedo (0 ... 1 per channel)
     Rgb checkerColour;   // second albedo of a checker pattern (base plane only)
     double checkerSize = 0;  // checker square size in mm, 0: plain
