@@ -157,3 +157,40 @@ TEST(FilePath, SimulateThenStructuredAndLaserReproduceTheInMemoryResults) {
     // The report of the file path carries the accuracy from the ground-truth folder.
     EXPECT_NE(log.str().find("depth error against ground truth"), std::string::npos);
 }
+
+TEST(StructuredPipeline, CroppedImagesWithTheirRoiOffsetsGiveTheSameDepths) {
+    // A 256 x 192 window at sensor position (32, 40) of the reduced head's images, with the window's
+    // offsets in the calibration: the depth of ROI pixel (c, r) is the ground truth at (c + 32, r + 40).
+    const auto& s = smallScan();
+    const int W = toolstest::kSmallWidth, w = 256, h = 192, ox = 32, oy = 40;
+    auto crop = [&](const std::vector<Plane8>& planes) {
+        std::vector<Plane8> out;
+        for (const auto& p : planes) {
+            Plane8 c(static_cast<std::size_t>(w) * h);
+            for (int r = 0; r < h; ++r)
+                for (int col = 0; col < w; ++col)
+                    c[static_cast<std::size_t>(r) * w + col] = p[static_cast<std::size_t>(r + oy) * W + col + ox];
+            out.push_back(std::move(c));
+        }
+        return out;
+    };
+    Calibration calib = smallCalibration();
+    calib.width = w;
+    calib.height = h;
+    calib.offsetX = ox;
+    calib.offsetY = oy;
+    const StructuredResult r = runStructured(calib, crop(s.img.cam[0].fringe11), crop(s.img.cam[1].fringe11), {}, {});
+    std::vector<float> truth(static_cast<std::size_t>(w) * h);
+    std::vector<std::uint8_t> seen(truth.size());
+    for (int row = 0; row < h; ++row)
+        for (int col = 0; col < w; ++col) {
+            const std::size_t j = static_cast<std::size_t>(row + oy) * W + col + ox;
+            truth[static_cast<std::size_t>(row) * w + col] = s.img.depthTruth[j];
+            // Pixels whose view from camera 2 falls outside camera 2's window cannot be matched.
+            seen[static_cast<std::size_t>(row) * w + col] = s.img.seenByAll[j];
+        }
+    const DepthAccuracy a = depthAccuracy(r.Z, r.valid, truth, seen);
+    EXPECT_GT(a.validSeen, static_cast<long>(0.8 * w * h));
+    EXPECT_LT(a.median, 0.03);
+    EXPECT_LT(a.rms, 0.5);
+}

@@ -68,11 +68,15 @@ int runScan(const std::string& args, std::string& err, const std::string& errFil
 
 TEST(CalibrationJson, RoundTripIsBitExact) {
     toolstest::TempFolder tmp;
-    const Calibration c = headCalibration();
+    Calibration c = headCalibration();
+    c.offsetX = 16;
+    c.offsetY = 8;
     writeCalibrationJson(tmp / "calib.json", c);
     const Calibration back = readCalibrationJson(tmp / "calib.json");
     EXPECT_EQ(back.width, 1280);
     EXPECT_EQ(back.height, 1024);
+    EXPECT_EQ(back.offsetX, 16);
+    EXPECT_EQ(back.offsetY, 8);
     EXPECT_EQ(std::memcmp(&back.record, &c.record, sizeof c.record), 0);
     // The fields are named as in the library's record.
     std::ifstream in(tmp / "calib.json");
@@ -102,6 +106,14 @@ TEST(CalibrationJson, MalformedFilesAreRefusedWithTheReason) {
     j = good;
     j["K1"] = 2500.0;
     expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"K1\" must be an array of 9");
+    j = good;
+    j["roi_offset_x"] = -4;
+    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"roi_offset_x\" must be an integer");
+    // Without the optional ROI offsets the images start at the sensor's corner.
+    j = good;
+    j.erase("roi_offset_x");
+    j.erase("roi_offset_y");
+    EXPECT_EQ(calibrationFromJson(text(j), "c.json").offsetX, 0);
     expectInputError([&] { readCalibrationJson("/nonexistent/calib.json"); }, "/nonexistent/calib.json", "cannot open");
     // The unchanged JSON text is accepted.
     EXPECT_EQ(calibrationFromJson(text(good), "c.json").width, 1280);

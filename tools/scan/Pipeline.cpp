@@ -27,7 +27,7 @@ private:
 
 std::unique_ptr<XELORAALGO::XeloraAlgo> makeHandle(const Calibration& calib) {
     auto algo = std::make_unique<XELORAALGO::XeloraAlgo>();
-    XELORAALGO::tagXeloraAlgoROIInfo roi{0, 0, calib.width, calib.height};
+    XELORAALGO::tagXeloraAlgoROIInfo roi{calib.offsetX, calib.offsetY, calib.width, calib.height};
     algo->SetROIInfo(&roi);
     XELORAALGO::tagXeloraAlgoCalibrationInfo rec = calib.record;
     algo->SetCalibrationInfo(&rec);

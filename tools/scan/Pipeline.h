@@ -1,8 +1,8 @@
 // The structured-light and laser-line pipelines of xelora-scan, built on the library's exported
 // class, and their accuracy reports against ground truth.
 //
-// Images are 8-bit, width x height, row-major; the ROI is the whole image (offsets 0). All outputs
-// are owned by the result records.
+// Images are 8-bit, width x height, row-major, and cover the ROI (offsetX, offsetY, width, height)
+// of the sensor; K1/K2 are in sensor pixels. All outputs are owned by the result records.
 #ifndef XELORA_TOOLS_SCAN_PIPELINE_H
 #define XELORA_TOOLS_SCAN_PIPELINE_H
 
@@ -17,7 +17,8 @@ namespace xscan {
 using Plane8 = std::vector<std::uint8_t>;
 
 struct Calibration {
-    int width = 0, height = 0;  // image size the calibration belongs to (pixels)
+    int width = 0, height = 0;  // image size (the ROI the images cover, pixels)
+    int offsetX = 0, offsetY = 0;  // sensor position of the images' top-left pixel (ROI offset)
     XELORAALGO::tagXeloraAlgoCalibrationInfo record{};
 };
 

@@ -245,6 +245,8 @@ std::string calibrationToJson(const Calibration& c) {
     j["version"] = 1;
     j["image_width"] = c.width;
     j["image_height"] = c.height;
+    j["roi_offset_x"] = c.offsetX;
+    j["roi_offset_y"] = c.offsetY;
     j["units"] = "K in pixels, translations in mm, pixel pitch 0.0048 mm";
     const double* d = recordData(c.record);
     for (const CalField& f : kCalFields) j[f.name] = std::vector<double>(d + f.offset, d + f.offset + f.length);
@@ -268,6 +270,15 @@ Calibration calibrationFromJson(const std::string& text, const std::string& src)
     }
     c.width = j["image_width"].get<int>();
     c.height = j["image_height"].get<int>();
+    // Optional: the sensor position of the images' top-left pixel (0, 0 when absent).
+    for (const char* key : {"roi_offset_x", "roi_offset_y"}) {
+        if (!j.contains(key)) continue;
+        const auto& v = j[key];
+        if (!v.is_number_integer() || v.get<long long>() < 0 || v.get<long long>() > 65536)
+            throw InputError(src, std::string("malformed calibration: \"") + key + "\" must be an integer in 0 ... 65536");
+    }
+    c.offsetX = j.contains("roi_offset_x") ? j["roi_offset_x"].get<int>() : 0;
+    c.offsetY = j.contains("roi_offset_y") ? j["roi_offset_y"].get<int>() : 0;
     double* d = recordData(c.record);
     for (const CalField& f : kCalFields) {
         if (!j.contains(f.name)) throw InputError(src, std::string("malformed calibration: missing \"") + f.name + "\"");

@@ -50,7 +50,8 @@ void writePngRgb8(const std::string& path, const std::uint8_t* data, int width, 
 void writePngGrey16(const std::string& path, const std::uint16_t* data, int width, int height);
 
 // Calibration JSON: {"format": "xelora-calibration", "version": 1, "image_width": w,
-// "image_height": h, "K1": [9 numbers], ..., "F": [9 numbers]} with all 17 fields of the record.
+// "image_height": h, "roi_offset_x": x, "roi_offset_y": y, "K1": [9 numbers], ..., "F": [9 numbers]}
+// with all 17 fields of the record; the two ROI offsets are optional (0 when absent).
 void writeCalibrationJson(const std::string& path, const Calibration& calib);
 Calibration readCalibrationJson(const std::string& path);
 std::string calibrationToJson(const Calibration& calib);
