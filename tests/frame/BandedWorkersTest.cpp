@@ -1,6 +1,5 @@
 // Band arithmetic, leftover items and the failure path of the banded-worker helper.
 #include <atomic>
-#include <mutex>
 #include <system_error>
 #include <vector>
 
@@ -11,50 +10,30 @@
 using XELORAALGO::bandsEnd;
 using XELORAALGO::runBands;
 
-namespace {
-
-std::vector<int> visitCounts(int n, std::size_t count, std::vector<int>* workerOf = nullptr) {
-    std::vector<std::atomic<int>> hits(count);
-    std::vector<int> owner(count, -1);
-    runBands(n, count, [&](int k, std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            hits[i].fetch_add(1);
-            owner[i] = k;  // disjoint items: no race
-        }
-    });
-    std::vector<int> out(count);
-    for (std::size_t i = 0; i < count; ++i) out[i] = hits[i].load();
-    if (workerOf) *workerOf = owner;
-    return out;
-}
-
-}  // namespace
-
 TEST(BandedWorkers, WorkerKGetsItsBandAndLeftoversBelongToNoWorker) {
-    std::vector<int> owner;
-    const auto hits = visitCounts(8, 21, &owner);  // 21 / 8 = 2 items per worker, 16 .. 20 left over
-    for (std::size_t i = 0; i < 16; ++i) {
-        EXPECT_EQ(hits[i], 1) << i;
-        EXPECT_EQ(owner[i], static_cast<int>(i / 2)) << i;
+    struct Case { int n; std::size_t count; };
+    for (const Case c : {Case{8, 21}, Case{4, 3}, Case{2, 1024}}) {
+        std::vector<std::atomic<int>> hits(c.count);
+        std::vector<int> owner(c.count, -1);
+        std::atomic<int> calls{0};
+        runBands(c.n, c.count, [&](int k, std::size_t begin, std::size_t end) {
+            calls.fetch_add(1);
+            for (std::size_t i = begin; i < end; ++i) {
+                hits[i].fetch_add(1);
+                owner[i] = k;
+            }
+        });
+        const std::size_t per = c.count / c.n;
+        EXPECT_EQ(calls.load(), c.n);  // every worker runs, even with an empty band
+        EXPECT_EQ(bandsEnd(c.n, c.count), per * c.n);
+        for (std::size_t i = 0; i < c.count; ++i) {
+            const bool banded = i < per * c.n;
+            EXPECT_EQ(hits[i].load(), banded ? 1 : 0) << c.n << "/" << c.count << " item " << i;
+            if (banded) {
+                EXPECT_EQ(owner[i], static_cast<int>(i / per));
+            }
+        }
     }
-    for (std::size_t i = 16; i < 21; ++i) EXPECT_EQ(hits[i], 0) << i;
-    EXPECT_EQ(bandsEnd(8, 21), 16u);
-}
-
-TEST(BandedWorkers, FewerItemsThanWorkersAndExactMultiples) {
-    for (int h : visitCounts(4, 3)) EXPECT_EQ(h, 0);  // every band is empty
-    EXPECT_EQ(bandsEnd(4, 3), 0u);
-    for (int h : visitCounts(2, 1024)) EXPECT_EQ(h, 1);
-    EXPECT_EQ(bandsEnd(2, 1024), 1024u);
-}
-
-TEST(BandedWorkers, EveryWorkerRunsEvenWithEmptyBands) {
-    std::atomic<int> calls{0};
-    runBands(8, 5, [&](int, std::size_t b, std::size_t e) {
-        EXPECT_EQ(b, e);
-        calls.fetch_add(1);
-    });
-    EXPECT_EQ(calls.load(), 8);
 }
 
 TEST(BandedWorkers, FailedThreadStartJoinsStartedWorkersAndRethrows) {
@@ -68,6 +47,5 @@ TEST(BandedWorkers, FailedThreadStartJoinsStartedWorkersAndRethrows) {
     EXPECT_THROW(XELORAALGO::detail::runBandsWith(failingStart, 8, 80,
                                                   [&](int, std::size_t, std::size_t) { finished.fetch_add(1); }),
                  std::system_error);
-    // The three workers that did start were joined before the exception left the call.
-    EXPECT_EQ(finished.load(), 3);
+    EXPECT_EQ(finished.load(), 3);  // the started workers were joined before the exception left
 }
