@@ -1,4 +1,6 @@
-// Temporal frame filter CalcImageBuffer and its process-wide stored frame.
+// Temporal frame filter CalcImageBuffer (its stored frame is process-wide) and image halving.
+#include <algorithm>
+#include <cstdlib>
 #include <functional>
 #include <random>
 #include <thread>
@@ -7,7 +9,6 @@
 #include <gtest/gtest.h>
 
 #include "ImagingTestUtil.h"
-#include "XeloraAlgo.h"
 
 using namespace XELORAALGO;
 
@@ -15,135 +16,94 @@ namespace {
 
 using Frame = std::vector<unsigned char>;
 
-// The filter of one byte, straight from its definition: the new value less the amount it changed.
-unsigned char filtered(int now, int before) {
-    const int d = now > before ? now - before : before - now;
-    return static_cast<unsigned char>(now - d > 0 ? now - d : 0);
-}
-
-Frame filteredFrame(const Frame& now, const Frame& before) {
-    Frame out(now.size());
-    for (std::size_t i = 0; i < now.size(); ++i) out[i] = filtered(now[i], before[i]);
-    return out;
+// The filter from its definition: the new value less the amount it changed, not below 0.
+Frame filtered(Frame now, const Frame& before) {
+    for (std::size_t i = 0; i < now.size(); ++i) now[i] = std::max(0, now[i] - std::abs(now[i] - before[i]));
+    return now;
 }
 
 Frame randomFrame(std::size_t n, std::mt19937& rng) {
-    std::uniform_int_distribution<int> byte(0, 255);
     Frame f(n);
-    for (auto& b : f) b = static_cast<unsigned char>(byte(rng));
+    for (auto& b : f) b = static_cast<unsigned char>(rng() & 0xFF);
     return f;
 }
 
+Frame run(XeloraAlgo& a, Frame in, bool enable = true) {
+    Frame out(in.size(), 0xCD);
+    a.CalcImageBuffer(in.data(), out.data(), enable);
+    return out;
+}
+
 // Every test starts from an empty stored frame.
-class ImageBuffer : public ::testing::Test {
-protected:
+struct ImageBuffer : ::testing::Test {
     XeloraAlgo algo;
-    void SetUp() override {
-        bool off = false;
-        algo.CalcImageBuffer(nullptr, nullptr, off);
-    }
-    Frame run(XeloraAlgo& a, Frame in, bool enable = true, unsigned char fill = 0xCD) {
-        Frame out(in.size(), fill);
-        a.CalcImageBuffer(in.data(), out.data(), enable);
-        return out;
-    }
+    void SetUp() override { run(algo, Frame{}, false); }
 };
 
 }  // namespace
 
-TEST_F(ImageBuffer, DarkensBytesByTheirChange) {
-    imagingtest::setRoi(algo, 4, 1);  // 8 bytes
-    const Frame first = {100, 120, 200, 50, 0, 255, 10, 30};
-    const Frame second = {120, 100, 90, 50, 255, 0, 11, 29};
-    EXPECT_EQ(run(algo, first), first);  // the first enabled call passes the frame through
-    // grew: the old value; fell: twice the new minus the old, not below 0; unchanged: itself.
-    EXPECT_EQ(run(algo, second), (Frame{100, 80, 0, 50, 0, 0, 10, 28}));
-    EXPECT_EQ(run(algo, second), second);  // the second frame was stored
-}
-
-TEST_F(ImageBuffer, FiltersASequenceOfFramesWithOddHeight) {
-    const int w = 5, h = 3;  // the last camera-row pair lies outside both row bands
+// Hand-worked: a grown byte gives its old value, a fallen one twice the new less the old, not below 0.
+// Then random frames of another size (which starts over) with odd h, whose last camera-row pair lies
+// outside both row bands; an in-place call stores the input; a disabled call forgets the frame.
+TEST_F(ImageBuffer, FiltersASequenceOfFrames) {
+    imagingtest::setRoi(algo, 4, 1);
+    EXPECT_EQ(run(algo, {100, 120, 200, 50, 0, 255, 10, 30}), (Frame{100, 120, 200, 50, 0, 255, 10, 30}));
+    EXPECT_EQ(run(algo, {120, 100, 90, 50, 255, 0, 11, 29}), (Frame{100, 80, 0, 50, 0, 0, 10, 28}));
+    const int w = 5, h = 3;
     imagingtest::setRoi(algo, w, h);
     std::mt19937 rng(11);
     Frame previous;
     for (int k = 0; k < 6; ++k) {
         const Frame f = randomFrame(2 * w * h, rng);
-        const Frame out = run(algo, f);
-        EXPECT_EQ(out, k == 0 ? f : filteredFrame(f, previous)) << "frame " << k;
+        EXPECT_EQ(run(algo, f), k == 0 ? f : filtered(f, previous)) << "frame " << k;
         previous = f;
     }
+    Frame f = randomFrame(2 * w * h, rng), inPlace = f;
+    algo.CalcImageBuffer(inPlace.data(), inPlace.data(), true);
+    EXPECT_EQ(inPlace, filtered(f, previous));
+    EXPECT_EQ(run(algo, f), f);
+    EXPECT_EQ(run(algo, f, false), Frame(f.size(), 0xCD));
+    EXPECT_EQ(run(algo, previous), previous);
 }
 
-TEST_F(ImageBuffer, DisablingForgetsTheFrameAndLeavesTheOutputAlone) {
-    imagingtest::setRoi(algo, 2, 2);
-    const Frame a = {10, 20, 30, 40, 50, 60, 70, 80};
-    const Frame b = {80, 70, 60, 50, 40, 30, 20, 10};
-    run(algo, a);
-    EXPECT_EQ(run(algo, b, false), Frame(8, 0xCD));
-    EXPECT_EQ(run(algo, b), b);                     // starts over: pass-through
-    EXPECT_EQ(run(algo, a), filteredFrame(a, b));
-}
-
-TEST_F(ImageBuffer, OneStoredFrameForTheWholeProcess) {
-    XeloraAlgo other, smaller;
-    imagingtest::setRoi(algo, 2, 2);
-    imagingtest::setRoi(other, 2, 2);
-    imagingtest::setRoi(smaller, 2, 1);
-    const Frame a = {10, 20, 30, 40, 50, 60, 70, 80};
-    const Frame b = {12, 18, 30, 45, 50, 61, 0, 255};
-    run(algo, a);
-    EXPECT_EQ(run(other, b), filteredFrame(b, a));  // another handle sees the stored frame
-    // A frame of another size starts over, for that handle and for the next of the old size.
-    const Frame small = {1, 2, 3, 4};
-    EXPECT_EQ(run(smaller, small), small);
-    EXPECT_EQ(run(algo, a), a);
-    // A disabled call from any handle empties it.
-    run(smaller, small, false);
-    EXPECT_EQ(run(other, b), b);
-}
-
-TEST_F(ImageBuffer, InPlaceCallStoresTheInputFrame) {
-    imagingtest::setRoi(algo, 2, 1);
-    Frame a = {100, 100, 100, 100};
-    algo.CalcImageBuffer(a.data(), a.data(), true);
-    Frame b = {120, 80, 100, 0};
-    algo.CalcImageBuffer(b.data(), b.data(), true);
-    EXPECT_EQ(b, (Frame{100, 60, 100, 0}));
-    EXPECT_EQ(run(algo, Frame{120, 80, 100, 0}), (Frame{120, 80, 100, 0}));  // {120, 80, 100, 0} was stored
-}
-
-// Two handles filter their own frames from two threads at once. The calls are serialised, so each
-// output is the whole frame filtered against one complete earlier frame: the thread's own frame
-// (unchanged bytes pass through) or the other thread's.
+// Two handles filter their own frames from two threads at once (run under TSan too). The calls are
+// serialised: each output is the whole frame filtered against one complete earlier frame.
 TEST_F(ImageBuffer, ConcurrentCallsFromTwoHandlesAreSerialised) {
-    const int w = 64, h = 33;
+    const int w = 64, h = 33, rounds = 150;
     std::mt19937 rng(5);
     const Frame f1 = randomFrame(2 * w * h, rng), f2 = randomFrame(2 * w * h, rng);
-    const Frame f1After2 = filteredFrame(f1, f2), f2After1 = filteredFrame(f2, f1);
-    const int rounds = 150;
-    auto worker = [&](const Frame& mine, const Frame& afterOther, int& good, int& sawOther) {
+    auto worker = [&](const Frame& mine, const Frame& theirs, int& good) {
         XeloraAlgo handle;
         imagingtest::setRoi(handle, w, h);
+        const Frame afterOther = filtered(mine, theirs);
         for (int k = 0; k < rounds; ++k) {
-            Frame in = mine, out(in.size(), 0);
-            handle.CalcImageBuffer(in.data(), out.data(), true);
-            if (out == mine) {
-                ++good;
-            } else if (out == afterOther) {
-                ++good;
-                ++sawOther;
-            }
+            const Frame out = run(handle, mine);
+            good += out == mine || out == afterOther;
         }
     };
-    int good1 = 0, good2 = 0, other1 = 0, other2 = 0;
-    std::thread t1(worker, std::cref(f1), std::cref(f1After2), std::ref(good1), std::ref(other1));
-    std::thread t2(worker, std::cref(f2), std::cref(f2After1), std::ref(good2), std::ref(other2));
-    t1.join();
-    t2.join();
-    EXPECT_EQ(good1, rounds);
-    EXPECT_EQ(good2, rounds);
-    // After both threads, the stored frame is one of the two frames, whole.
+    int good1 = 0, good2 = 0;
+    std::thread t1(worker, std::cref(f1), std::cref(f2), std::ref(good1));
+    std::thread t2(worker, std::cref(f2), std::cref(f1), std::ref(good2));
+    t1.join(), t2.join();
+    EXPECT_EQ(good1 + good2, 2 * rounds);  // neither thread saw a torn or mixed frame
     imagingtest::setRoi(algo, w, h);
-    const Frame last = run(algo, f1);
-    EXPECT_TRUE(last == f1 || last == f1After2);
+    const Frame last = run(algo, f1);  // the stored frame is one of the two, whole
+    EXPECT_TRUE(last == f1 || last == filtered(f1, f2));
+}
+
+// Halving with W = 2, H = 4: 2 x 2 blocks averaged with truncation ({1, 2, 3, 4} -> 2,
+// {255, 255, 255, 254} -> 254) or, in DownSampling1 for all but the last four images, the top-left byte.
+TEST(DownSampling, AveragesBlocksOrPicksTheTopLeftByte) {
+    XeloraAlgo algo;
+    const Frame src = {1, 2, 255, 255, 3, 4, 255, 254, 0, 0, 8, 9, 0, 1, 10, 11};
+    const Frame averaged = {2, 254, 0, 9}, picked = {1, 255, 0, 8}, untouched(4, 0xAB);
+    std::vector<Frame> s(6, src), d(6, untouched);
+    auto ps = imagingtest::pointers(s), pd = imagingtest::pointers(d);
+    algo.DownSampling1(ps.data(), pd.data(), 5, 2, 4);
+    for (int k = 0; k < 6; ++k) EXPECT_EQ(d[k], k == 0 ? picked : k < 5 ? averaged : untouched) << k;
+    algo.DownSampling2(ps.data() + 5, pd.data() + 5, 1, 2, 4);  // averages every image
+    EXPECT_EQ(d[5], averaged);
+    Frame out(5, 0xAB);
+    algo.DownSampling3(s[0].data(), out.data(), 2, 4);
+    EXPECT_EQ(out, (Frame{2, 254, 0, 9, 0xAB}));
 }

@@ -1,0 +1,165 @@
+// Colour camera: registration of a point map (CalRGB), colour channels and previews.
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "ImagingTestUtil.h"
+
+using namespace XELORAALGO;
+
+namespace {
+
+// Colour camera with the given intrinsics, identity pose and no distortion.
+tagXeloraAlgoCalibrationInfo colourCamera(double fx, double fy, double cx, double cy) {
+    tagXeloraAlgoCalibrationInfo c{};
+    c.K3[0] = fx, c.K3[2] = cx, c.K3[4] = fy, c.K3[5] = cy, c.K3[8] = 1.0;
+    c.R3[0] = c.R3[4] = c.R3[8] = 1.0;
+    return c;
+}
+
+struct PointMap {
+    int w, h;
+    std::vector<float> X, Y, Z;
+    std::vector<unsigned char> mask;  // bool storage
+    PointMap(int w_, int h_) : w(w_), h(h_), X(w_ * h_), Y(w_ * h_), Z(w_ * h_), mask(w_ * h_, 0) {}
+    void set(int i, float x, float y, float z) { X[i] = x, Y[i] = y, Z[i] = z, mask[i] = 1; }
+    void registerTo(tagXeloraAlgoCalibrationInfo cal, int zMin, int zMax) {
+        XeloraAlgo algo;
+        imagingtest::setRoi(algo, w, h);
+        algo.SetCalibrationInfo(&cal);
+        algo.CalRGB(X.data(), Y.data(), Z.data(), reinterpret_cast<bool*>(mask.data()), zMin, zMax);
+    }
+};
+
+}  // namespace
+
+// A colour camera coinciding with camera 1 gives a plane back on the same pixels (powers of two
+// make the projections exact); a hole is filled by its neighbours' footprints; h = 10 leaves rows
+// outside the four row bands.
+TEST(CalRGB, CoincidentColourCameraReproducesThePointMap) {
+    const int w = 12, h = 10, hole = 5 * w + 6;
+    PointMap pm(w, h);
+    for (int i = 0; i < w * h; ++i) pm.set(i, (i % w - 5) * 0.125f, (i / w - 4) * 0.125f, 64.0f);
+    const PointMap plane = pm;
+    pm.mask[hole] = 0, pm.X[hole] = pm.Y[hole] = pm.Z[hole] = 0.0f;
+    pm.registerTo(colourCamera(512, 512, 5, 4), 0, 1000);
+    EXPECT_EQ(pm.mask, plane.mask);
+    EXPECT_EQ(pm.X, plane.X);
+    EXPECT_EQ(pm.Y, plane.Y);
+    EXPECT_EQ(pm.Z, plane.Z);
+}
+
+// Points at X = Y = 0 all land on the footprint (3, 2) ... (4, 3). Candidates are averaged in list
+// order unless 15 or more behind the truncated nearest depth (115.5 - int(100.9) = 15.5 is dropped).
+TEST(CalRGB, NearestSurfaceRuleOnOneFootprint) {
+    const struct { std::vector<float> depths; float expected; } cases[] = {
+                 {{100.9f, 115.5f}, 100.9f},
+                 {{100.9f, 114.9f}, (100.9f + 114.9f) / 2.0f},
+                 {{110.0f, 100.2f, 114.9f, 130.0f}, ((110.0f + 100.2f) + 114.9f) / 3.0f}};
+    for (const auto& k : cases) {
+        PointMap pm(8, 6);
+        for (std::size_t i = 0; i < k.depths.size(); ++i) pm.set(static_cast<int>(i), 0.0f, 0.0f, k.depths[i]);
+        pm.registerTo(colourCamera(100, 100, 3, 2), 0, 1000);
+        EXPECT_EQ(std::count(pm.mask.begin(), pm.mask.end(), 1), 4);
+        EXPECT_EQ(pm.Z[2 * 8 + 3], k.expected);
+        EXPECT_EQ(pm.X[3 * 8 + 4], 0.01f * k.expected);  // back-projected through pixel (4, 3)
+    }
+}
+
+namespace {
+
+// Plain single-threaded registration with one list per pixel, to check the banded implementation.
+void referenceCalRGB(const tagXeloraAlgoCalibrationInfo& cal, PointMap& pm, int zMin, int zMax) {
+    const int w = pm.w, h = pm.h;
+    const float fx = float(cal.K3[0]), cx = float(cal.K3[2]), fy = float(cal.K3[4]), cy = float(cal.K3[5]);
+    const float k1 = float(cal.D3[0]), k2 = float(cal.D3[1]), p1 = float(cal.D3[2]), p2 = float(cal.D3[3]);
+    float R[9], T[3];
+    for (int k = 0; k < 9; ++k) R[k] = float(cal.R3[k]), T[k % 3] = float(cal.T3[k % 3]);
+    std::vector<std::vector<float>> lists(w * h);
+    for (int i = 0; i < w * h; ++i) {
+        const float X = pm.X[i], Y = pm.Y[i], Z = pm.Z[i];
+        if (!pm.mask[i] || !(Z > float(zMin) && Z < float(zMax))) continue;
+        const float Xp = R[0] * X + R[1] * Y + R[2] * Z + T[0], Yp = R[3] * X + R[4] * Y + R[5] * Z + T[1];
+        const float Zp = R[6] * X + R[7] * Y + R[8] * Z + T[2];
+        const float x = Xp / Zp, y = Yp / Zp, r2 = x * x + y * y, rho = 1 + k1 * r2 + k2 * (r2 * r2);
+        const int u = int(fx * (x * rho + 2 * p1 * x * y + p2 * (r2 + 2 * x * x)) + cx);
+        const int v = int(fy * (y * rho + 2 * p2 * x * y + p1 * (r2 + 2 * y * y)) + cy);
+        if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
+        for (int q : {v * w + u, (v + 1) * w + u, v * w + u + 1, (v + 1) * w + u + 1}) lists[q].push_back(Zp);
+    }
+    for (int i = 0; i < w * h; ++i) {
+        const auto& L = lists[i];
+        pm.mask[i] = !L.empty();
+        pm.X[i] = pm.Y[i] = pm.Z[i] = 0.0f;
+        if (L.empty()) continue;
+        const int nearest = int(*std::min_element(L.begin(), L.end()));
+        float sum = 0;
+        int n = 0;
+        for (float v : L)
+            if (v - nearest < 15) sum += v, ++n;
+        const float z = sum / n;
+        const float x0 = (i % w - cx) / fx, y0 = (i / w - cy) / fy;
+        float x = x0, y = y0;
+        for (int it = 0; it < 10; ++it) {
+            const float r2 = x * x + y * y, icd = 1 / (1 + k1 * r2 + k2 * (r2 * r2));
+            x = (x0 - (2 * p1 * x0 * y0 + p2 * (r2 + 2 * x0 * x0))) * icd;
+            y = (y0 - (p1 * (r2 + 2 * y0 * y0) + 2 * p2 * x0 * y0)) * icd;
+        }
+        pm.X[i] = x * z, pm.Y[i] = y * z, pm.Z[i] = z;
+    }
+}
+
+}  // namespace
+
+// A rough surface seen by a tilted, distorted colour camera with several points per pixel: the
+// banded result equals the reference bit for bit (h = 11 has rows outside the bands).
+TEST(CalRGB, MatchesAStraightforwardRegistration) {
+    const int w = 23, h = 11;
+    auto cal = colourCamera(14.5, 15.25, 11.3, 4.8);
+    cal.D3[0] = -0.08, cal.D3[1] = 0.02, cal.D3[2] = 0.003, cal.D3[3] = -0.004, cal.D3[4] = 123.0;  // k3 unused
+    const double a = 0.05, b = -0.03, R[9] = {std::cos(a), 0, std::sin(a), std::sin(a) * std::sin(b), std::cos(b),
+                                              -std::cos(a) * std::sin(b), -std::sin(a) * std::cos(b), std::sin(b),
+                                              std::cos(a) * std::cos(b)};
+    std::copy(R, R + 9, cal.R3);
+    cal.T3[0] = 1.5, cal.T3[1] = -0.75, cal.T3[2] = 2.0;
+    std::mt19937 rng(7);
+    std::uniform_real_distribution<float> depth(95.0f, 135.0f), unit(0.0f, 1.0f);
+    PointMap pm(w, h);
+    for (int i = 0; i < w * h; ++i) {
+        const float z = depth(rng);  // a grid denser than the colour camera's
+        pm.set(i, ((i % w) * 0.5f - 5.0f) / 14.0f * z, ((i / w) * 0.5f - 2.0f) / 15.0f * z, z);
+        pm.mask[i] = unit(rng) < 0.85f;
+    }
+    PointMap ref = pm;
+    referenceCalRGB(cal, ref, 100, 130);
+    pm.registerTo(cal, 100, 130);
+    EXPECT_EQ(pm.mask, ref.mask);
+    EXPECT_EQ(pm.X, ref.X);
+    EXPECT_EQ(pm.Y, ref.Y);
+    EXPECT_EQ(pm.Z, ref.Z);
+    EXPECT_GT(std::count(pm.mask.begin(), pm.mask.end(), 1), w * h / 4);  // not vacuous
+    EXPECT_GT(std::count(pm.mask.begin() + 8 * w, pm.mask.end(), 1), 0);  // reaches the rows outside the bands
+}
+
+// CalRGBFuse takes byte 2 of each pixel of the first count images (byte 0 of eleven without a count);
+// the preview's rows alternate m1 + m3 and m2 + m4, truncated and clamped to 0 ... 255.
+TEST(ColourChannels, FuseAndPreview) {
+    XeloraAlgo algo;
+    imagingtest::setRoi(algo, 3, 1);
+    std::vector<std::vector<unsigned char>> a(15, std::vector<unsigned char>(9));
+    std::vector<std::vector<unsigned char>> d(15, std::vector<unsigned char>(3, 7)), e = d;
+    for (int i = 0; i < 15 * 9; ++i) a[i / 9][i % 9] = static_cast<unsigned char>(10 * (i / 9) + i % 9);
+    auto pa = imagingtest::pointers(a), pd = imagingtest::pointers(d), pe = imagingtest::pointers(e);
+    algo.CalRGBFuse(pa.data(), pa.data(), pd.data(), pe.data(), 2);
+    algo.CalRGBFuse(pa.data() + 3, pa.data() + 3, pd.data() + 3, pe.data() + 3);
+    for (int k = 0; k < 15; ++k) EXPECT_EQ(d[k][1], k < 2 ? 10 * k + 5 : k == 2 || k == 14 ? 7 : 10 * k + 3) << k;
+    EXPECT_EQ(e, d);
+    std::vector<float> m1 = {300.0f, 12.0f, 1.0f}, m3 = {0.7f, 0.9f, -3.0f}, m2 = {255.9f, 4.0f, 6.0f},
+                       m4 = {0.0f, 250.0f, 0.25f};
+    std::vector<unsigned char> preview(6, 99);
+    algo.CalPreview(preview.data(), m1.data(), m2.data(), m3.data(), m4.data());
+    EXPECT_EQ(preview, (std::vector<unsigned char>{255, 12, 0, 255, 254, 6}));
+}
