@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "StereoTestUtil.h"
+#include "depthfilter/Bilateralfilter.h"
+#include "fringe/fringe.h"
 #include "stereo/stereo.h"
 
 using stereotest::BoolMap;
@@ -38,7 +40,10 @@ struct Hand {
         }
     }
     std::size_t n() const { return static_cast<std::size_t>(w) * static_cast<std::size_t>(h); }
-    void run() { XELORAALGO::stereo::CalPoint(e, mask.data(), X.data(), Y.data(), Z.data(), count, false, 1, 1.0f, false, 1.0f); }
+    void run(bool bilateral = false, bool smoothing = false) {
+        XELORAALGO::stereo::CalPoint(e, mask.data(), X.data(), Y.data(), Z.data(), count, bilateral, 2, 400.0f,
+                                     smoothing, 1.5f);
+    }
 };
 
 // Depth of rectified pixel i with its float rounding points; `variant` leaves one out (1: xR not
@@ -104,6 +109,36 @@ TEST(CalPoint, DepthFollowsTheRoundingPointsAndIsCarriedBackExactly) {
             EXPECT_EQ(t.X[i], mm(c, 1007.0f, t.e.cx1) * t.Z[i] / 12.0f);
             EXPECT_EQ(t.Y[i], mm(r, 3.0f, t.e.cy1) * t.Z[i] / 12.0f);
         }
+}
+
+TEST(CalPoint, BilateralFilterRunsBeforeTheMaskedSmoothing) {
+    Hand t(16, 16);
+    for (int r = 0; r < 16; ++r)  // a rough surface, so that the two filters do not commute
+        for (int c = 0; c < 16; ++c)
+            t.e.subpixelColumn[r * 16 + c] = static_cast<float>(c - (18.0 + 0.9 * r + 0.05 * c * c + ((r * 7 + c * 3) % 5) * 0.4));
+    for (int c = 0; c < 5; ++c) t.mask[6 * 16 + c] = false;
+    BoolMap rectMask(t.n());
+    for (std::size_t i = 0; i < t.n(); ++i) rectMask[i] = t.mask[i];
+    std::vector<float> depth(t.n(), 0.0f);
+    for (std::size_t i = 0; i < t.n(); ++i)
+        if (rectMask[i]) depth[i] = depthOf(t.e, i);
+    std::vector<float> bilateralFirst = depth, smoothingFirst = depth;
+    XELORAALGO::depthfilter::Bilateralfilter(t.e, bilateralFirst.data(), rectMask.data(), 2, 400.0f);
+    XELORAALGO::fringe::SmoothMaskedMap(t.e, bilateralFirst.data(), rectMask.data(), 1.5f);
+    XELORAALGO::fringe::SmoothMaskedMap(t.e, smoothingFirst.data(), rectMask.data(), 1.5f);
+    XELORAALGO::depthfilter::Bilateralfilter(t.e, smoothingFirst.data(), rectMask.data(), 2, 400.0f);
+    t.run(true, true);
+    int checked = 0, orderMatters = 0;
+    for (int r = 1; r < 14; ++r)
+        for (int c = 1; c < 14; ++c) {
+            const std::size_t i = static_cast<std::size_t>(r * 16 + c);
+            if (!t.mask[i]) continue;
+            EXPECT_EQ(t.Z[i], bilateralFirst[i]) << r << "," << c;  // identity row map: copied
+            orderMatters += bilateralFirst[i] != smoothingFirst[i];
+            ++checked;
+        }
+    EXPECT_GT(checked, 100);
+    EXPECT_GT(orderMatters, 0);
 }
 
 // Camera 2 sees camera 1's column c at c - d(row): matching must return that column and the
