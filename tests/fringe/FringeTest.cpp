@@ -1,5 +1,5 @@
-// Fringe decoding. Masked Gaussian smoothing: hand-worked kernel, degenerate sigma, bit-exact agreement
-// with a direct reference. Decoders: worked pixels of the 11-plane set (quarter boundaries, thresholds,
+// Fringe decoding. Masked Gaussian smoothing: bit-exact agreement with a direct reference, degenerate
+// sigma. Decoders: worked pixels of the 11-plane set (quarter boundaries, thresholds,
 // truncating first pass) and of the 18-plane set (binarisation of pairs, row repair), the vertical check,
 // two-pass equivalences, banded passes, synthetic projector round trips with and without smoothing
 // rounds, and the exported members.
@@ -35,8 +35,8 @@ struct Case {  // map and mask of a w x h ROI
     int w, h;
     std::vector<float> map;
     std::unique_ptr<bool[]> mask;
-    Case(int width, int height, bool valid) : w(width), h(height), map(std::size_t(w) * h), mask(new bool[map.size()]) {
-        std::fill(mask.get(), mask.get() + map.size(), valid);
+    Case(int width, int height) : w(width), h(height), map(std::size_t(w) * h), mask(new bool[map.size()]) {
+        std::fill(mask.get(), mask.get() + map.size(), true);
     }
     void smooth(float sigma) { fr::SmoothMaskedMap(engine(w, h), map.data(), mask.get(), sigma); }
 };
@@ -82,7 +82,7 @@ struct Stack {  // 8-bit planes of one ROI, pointer array for the decoders
     }
 };
 
-struct Outputs {
+struct Outputs {  // decoder outputs: maps -1 and mask false until written
     std::unique_ptr<bool[]> valid;
     std::vector<float> mod, avg, phase;
     explicit Outputs(std::size_t n) : valid(new bool[n]()), mod(n, -1.0f), avg(n, -1.0f), phase(n, -1.0f) {}
@@ -150,7 +150,7 @@ TEST(SmoothMaskedMap, MatchesDirectReferenceToTheBit) {
     std::mt19937 rng(12345);
     const std::pair<int, float> cases[] = {{23, 0.8f}, {23, 1.0f}, {23, 2.0f}, {23, 3.3f}, {5, 40.0f}};
     for (auto [w, sigma] : cases) {
-        Case c(w, w == 5 ? 3 : 17, true);
+        Case c(w, w == 5 ? 3 : 17);
         for (std::size_t i = 0; i < c.map.size(); ++i) {
             c.mask[i] = rng() % 5 != 0;
             c.map[i] = c.mask[i] ? std::uniform_real_distribution<float>(0.0f, 255.0f)(rng) : (i % 2 ? 1e30f : NAN);
@@ -165,20 +165,21 @@ TEST(SmoothMaskedMap, DegenerateSigma) {
     // Radius 0 (incl. a sigma whose kernel denominator underflows) and sigma <= 0 or NaN: valid pixels keep
     // their values exactly, invalid ones become 0. An unallocatable radius throws std::bad_alloc.
     for (float sigma : {1e-30f, 0.5f, 0.66f, 0.0f, -1.0f, NAN}) {
-        Case c(5, 4, true);
+        Case c(5, 4);
         for (int i = 0; i < 20; ++i) c.map[i] = 0.1f * float(i * i) - 3.3f;
         c.mask[7] = c.mask[13] = false;
         c.smooth(sigma);
         for (int i = 0; i < 20; ++i) EXPECT_EQ(c.map[i], c.mask[i] ? 0.1f * float(i * i) - 3.3f : 0.0f) << sigma;
     }
-    EXPECT_THROW(Case(5, 4, true).smooth(1e30f), std::bad_alloc);
+    EXPECT_THROW(Case(5, 4).smooth(1e30f), std::bad_alloc);
 }
 
 TEST(DecGrayPhase1, WorkedPixels) {
     Stack s(11, 9, 100);
-    s.set(0, 7, {200, 100, 50, 150});  // a = 50, b = 150; only Gray plane 0 above t = 125: W1 63, W2 64
-    s.planes[0][0] = 200;  // pixel 1: four levels of 100, no modulation, nothing above t
-    s.set(2, 7, {100, 50, 101, 150});   // phi just below 2pi: late quarter takes W2 - 1 (half period 10)
+    // Pixel 0: a = 50, b = 150; only Gray plane 0 above t = 125: W1 63, W2 64. Pixel 1: all planes 100.
+    s.set(0, 7, {200, 100, 50, 150});
+    s.planes[0][0] = 200;
+    s.set(2, 7, {100, 50, 101, 150});  // phi just below 2pi: late quarter takes W2 - 1 (half period 10)
     setCode(s, 2, 10);
     s.set(3, 7, {150, 100, 50, 100});  // float phi 1.5707964 lies above the double pi/2: middle quarter, W1
     setCode(s, 3, 19);
@@ -186,9 +187,9 @@ TEST(DecGrayPhase1, WorkedPixels) {
     setCode(s, 4, 18);
     const int a[4] = {4, 5, 10, 11};  // pixels 5..8: b = 0, m = a / 2 against thresholds 5 (forward), 2 (reversed)
     for (int i = 0; i < 4; ++i) s.planes[10][5 + i] = (unsigned char)(100 + a[i]);
-    // One row: the vertical check of UnDecGrayPhase2 cannot fire.
+    // Thresholds of both passes: UnDecGrayPhase2 decoded in two passes (no rounds).
     const Outputs o = run(fr::DecGrayPhase1, 9, 1, s), r1 = run(fr::UnDecGrayPhase1, 9, 1, s),
-                  r2 = run(fr::UnDecGrayPhase2, 9, 1, s);
+                  r2 = run(fr::UnDecGrayPhase2, 9, 1, s, true, 0);
     EXPECT_EQ(o.mod[0], 0.5f * float(std::sqrt(50.0 * 50.0 + 150.0 * 150.0)));
     EXPECT_TRUE(o.avg[0] == 125.0f && o.valid[0]);
     EXPECT_EQ(o.phase[0], 64.0f * kTwoPiF + float(std::atan2(150.0, 50.0)));
@@ -301,10 +302,10 @@ TEST(DecGrayPhase2, RowRepairOfPeriodNumbers) {
 TEST(Fringe, SyntheticProjectorRoundTrip) {
     // All 64 periods across 517 columns (N not a multiple of 8). Clean fringes, one pass: valid, modulation
     // and average of the projector, phase back away from code edges; the paired decoder leaves bits in its
-    // Gray planes 0, 2, .., 12 and the other planes unchanged. Fringes with +-3 noise and a dead pixel: one
-    // round with sigma 2 gives a phase closer than one pass away from the kernel border; the dead pixel is
-    // invalid and smoothed to phase 0 (whole periods); only the phase changes (the forward first pass
-    // truncates).
+    // Gray planes 0, 2, .., 12 and the other planes unchanged. Fringes with +-3 noise and a dead pixel:
+    // one round with sigma 2 gives a phase clearly closer than one pass away from the kernel border; the
+    // dead pixel is invalid and smoothed to phase 0 (whole periods); only the phase changes (the forward
+    // first pass truncates).
     const int w = 517, h = 9, dead = 4 * w + 258;  // centre column: the same pixel when mirrored
     const double from = 0.2, to = 128 * kPi - 0.2;
     std::mt19937 rng(3);
@@ -316,7 +317,8 @@ TEST(Fringe, SyntheticProjectorRoundTrip) {
             for (auto& v : noisy.planes[k]) v = (unsigned char)std::clamp(int(v) + int(rng() % 7) - 3, 0, 255);
         noisy.set(dead, first, {120, 120, 120, 120});
         Stack s1 = noisy, s2 = noisy;
-        const Outputs o = run(d, w, h, s), one = run(d, w, h, s1), two = run(d, w, h, s2, true, 1, 2.0f);
+        // One pass (the rounds are not read without smoothPhase) and one round of smoothing.
+        const Outputs o = run(d, w, h, s), one = run(d, w, h, s1, false, 3), two = run(d, w, h, s2, true, 1, 2.0f);
         double errOne = 0.0, errTwo = 0.0;
         for (int i = 0; i < w * h; ++i) {
             const int r = i / w, c = i % w;
@@ -333,7 +335,7 @@ TEST(Fringe, SyntheticProjectorRoundTrip) {
             errOne += std::fabs(one.phase[i] - phi);
             errTwo += std::fabs(two.phase[i] - phi);
         }
-        EXPECT_LT(errTwo, errOne);
+        EXPECT_LT(errTwo, 0.7 * errOne);
         EXPECT_FALSE(two.valid[dead]);
         const float periods = std::round(two.phase[dead] / kTwoPiF);
         EXPECT_EQ(two.phase[dead], first == 14 ? float(double(periods) * 6.2831853071796) : periods * kTwoPiF);
