@@ -107,3 +107,13 @@ TEST(DownSampling, AveragesBlocksOrPicksTheTopLeftByte) {
     algo.DownSampling3(s[0].data(), out.data(), 2, 4);
     EXPECT_EQ(out, (Frame{2, 254, 0, 9, 0xAB}));
 }
+
+// The mean level test reads its own width and height, not the ROI, and compares the integer mean.
+TEST(CalPixelAverage, IntegerMeanOfTheGivenSizeBelowThreshold) {
+    XeloraAlgo algo;
+    std::vector<unsigned char> image = {10, 10, 12, 250, 250, 250};  // 2 x 3, but judged as 3 x 1 below
+    EXPECT_TRUE(algo.CalPixelAverage(image.data(), 3, 1, 11));   // 32 / 3 = 10
+    EXPECT_FALSE(algo.CalPixelAverage(image.data(), 3, 1, 10));
+    EXPECT_FALSE(algo.CalPixelAverage(image.data(), 3, 2, 130));  // 782 / 6 = 130
+    EXPECT_TRUE(algo.CalPixelAverage(image.data(), 3, 2, 131));
+}
