@@ -153,6 +153,20 @@ TEST(SorFilter, RemovesSpikesFromProfile) {
     }
 }
 
+TEST(SorFilter, AbsoluteLimitOf3Point5InsideTheBand) {
+    // Runs of 100 points spaced 1 and s, k = 1: the second run's mean s lies inside the statistical
+    // band for both s, but only 3.4 is below the absolute limit 3.5.
+    XeloraAlgo algo;
+    for (double s : {3.4, 3.6}) {
+        Cloud c;
+        for (int i = 0; i < 100; ++i) c.push_back({static_cast<double>(i), 0.0, 300.0});
+        for (int i = 1; i <= 100; ++i) c.push_back({99.0 + s * i, 0.0, 300.0});
+        const Cloud before = c;
+        algo.sorFilter(c, 1, 0.0);
+        for (std::size_t i = 0; i < 200; ++i) EXPECT_EQ(c[i], i < 100 || s < 3.5 ? before[i] : kZero) << i << " s " << s;
+    }
+}
+
 TEST(CloudSmooth, WindowRadiusGateAndFloatMean) {
     // z 1, 2, 4 on one spot (1 to 3 apart: exactly the radius counts) and a far point at x = 10. With r = 3
     // the window holds all four, with r = 1 only the direct neighbours. Means are formed in float.
