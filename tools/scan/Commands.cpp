@@ -494,14 +494,20 @@ static Json outputsJson(bool structured, bool laser) {
     return j;
 }
 
+// The sensor head that the simulation options describe.
+static xsim::HeadOptions headOptions(const SimOptions& sim) {
+    xsim::HeadOptions ho;
+    ho.width = sim.width;
+    ho.height = sim.height;
+    ho.baseline = sim.baseline;
+    return ho;
+}
+
 int runDemo(const DemoOptions& o, std::ostream& out) {
     validate(o.sim);
     if (o.patterns != 11 && o.patterns != 18) throw InputError("--patterns", "must be 11 or 18");
     makeFolder(o.out);
-    xsim::HeadOptions ho;
-    ho.width = o.sim.width;
-    ho.height = o.sim.height;
-    ho.baseline = o.sim.baseline;
+    const xsim::HeadOptions ho = headOptions(o.sim);
     const xsim::SensorHead head = xsim::SensorHead::make(ho);
     xsim::Scene scene;
     xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);
@@ -568,10 +574,7 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
 int runSimulate(const SimulateOptions& o, std::ostream& out) {
     validate(o.sim);
     if (o.out.empty()) throw InputError("--out", "an output folder is required");
-    xsim::HeadOptions ho;
-    ho.width = o.sim.width;
-    ho.height = o.sim.height;
-    ho.baseline = o.sim.baseline;
+    const xsim::HeadOptions ho = headOptions(o.sim);
     const xsim::SensorHead head = xsim::SensorHead::make(ho);
     xsim::Scene scene;
     xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);
