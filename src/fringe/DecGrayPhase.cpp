@@ -30,8 +30,6 @@ namespace {
 constexpr int kWorkers = 8;
 constexpr float kTwoPiF = 6.2831855f;
 constexpr float kHalfPiF = 1.5707964f;
-constexpr double kHalfPi = 1.5707963267949;
-constexpr double kThreeHalfPi = 4.7123889803847;
 
 struct Variant {
     bool reversed;          // phase numerator I9 - I7 and first Gray bit inverted

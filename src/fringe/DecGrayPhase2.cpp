@@ -23,8 +23,6 @@ namespace fringe {
 
 namespace {
 
-constexpr double kHalfPi = 1.5707963267949;
-constexpr double kThreeHalfPi = 4.7123889803847;
 constexpr double kTwoPi = 6.2831853071796;
 
 // Runtime value of the C runtime's sin/cos of a constant (not folded at compile time).

@@ -11,6 +11,11 @@
 namespace XELORAALGO {
 namespace fringe {
 
+// The library's quarter-period constants in double; the quarter comparisons of the decoders use these,
+// not the float ones.
+constexpr double kHalfPi = 1.5707963267949;
+constexpr double kThreeHalfPi = 4.7123889803847;
+
 // Masked separable Gaussian smoothing of `map` in place. Only pixels with mask true contribute and
 // receive values; the weights are renormalised over the valid taps. On return every valid pixel
 // holds its smoothed value and every invalid pixel holds 0. `mask` is not changed.
