@@ -144,16 +144,22 @@ void fitting(Writer& w, XeloraAlgo& a, Rng& rng) {
         pts.push_back({x, y, 1.0 + 0.5 * x - 0.25 * y + 0.3 * x * x * y - 0.1 * y * y * y + rng.range(-0.01, 0.01)});
     }
     const Point3dList three = {{0, 0, 1}, {1, 0, 2}, {0, 1, 3}};
-    using Fit = void (XeloraAlgo::*)(const Point3dList&, std::vector<float>&);
-    const Fit fits[5] = {&XeloraAlgo::PlaneFitPoly11, &XeloraAlgo::PlaneFitPoly22, &XeloraAlgo::PlaneFitPoly33,
-                         &XeloraAlgo::PlaneFitPoly55, &XeloraAlgo::PlaneFitPoly1010};
+    const auto fit = [&a](int f, const Point3dList& p, std::vector<float>& c) {
+        switch (f) {
+            case 0: a.PlaneFitPoly11(p, c); break;
+            case 1: a.PlaneFitPoly22(p, c); break;
+            case 2: a.PlaneFitPoly33(p, c); break;
+            case 3: a.PlaneFitPoly55(p, c); break;
+            default: a.PlaneFitPoly1010(p, c); break;
+        }
+    };
     const char* names[5] = {"PlaneFitPoly11", "PlaneFitPoly22", "PlaneFitPoly33", "PlaneFitPoly55", "PlaneFitPoly1010"};
     for (int f = 0; f < 5; ++f) {
         std::vector<float> coef(2, 5.0f);
-        (a.*fits[f])(pts, coef);
+        fit(f, pts, coef);
         w.floats(std::string("fitting.") + names[f], coef);
         std::vector<float> none(2, 5.0f);
-        (a.*fits[f])(Point3dList{}, none);
+        fit(f, Point3dList{}, none);
         w.floats(std::string("fitting.") + names[f] + ".empty", none);
     }
     std::vector<float> c3;
