@@ -58,7 +58,7 @@ std::vector<float> referenceSmooth(const Case& in, float sigma) {
                     const int qr = r + t * dr, qc = c + t * dc;
                     if (qr < 0 || qr >= h || qc < 0 || qc >= w || !in.mask[qr * w + qc]) continue;
                     ws = ws + float(k[t + R]);
-                    vs = float(double(vs) + k[t + R] * double(src[qr * w + qc]));
+                    vs = vs + float(k[t + R]) * src[qr * w + qc];
                 }
                 out[r * w + c] = vs / ws;
             }
@@ -159,6 +159,33 @@ TEST(SmoothMaskedMap, MatchesDirectReferenceToTheBit) {
         c.smooth(sigma);
         for (std::size_t i = 0; i < c.map.size(); ++i) ASSERT_EQ(c.map[i], expected[i]) << sigma << " " << i;
     }
+}
+
+TEST(SmoothMaskedMap, ProductAndSumAreFloatOperations) {
+    // One row of three valid pixels, sigma 1 (taps w1, w0, w1 with w0 = 1 / (1 + 2e), w1 = e w0,
+    // e = expf(-0.5f)): the centre is (f(w1) a + f(w0) b + f(w1) c) / (f(w1) + f(w0) + f(w1)), every
+    // operation in float (f: rounded to float). The vertical pass has only its centre tap inside the
+    // one-row map: (f(w0) v) / f(w0). Values are drawn until forming the products in double and rounding the
+    // running sum would give another float, so the case tells the two readings apart.
+    const double e = double(expf(-0.5f)), w0 = 1.0 / (1.0 + 2.0 * e), w1 = e / (1.0 + 2.0 * e);
+    const float f0 = float(w0), f1 = float(w1);
+    std::mt19937 rng(77);
+    int tried = 0;
+    for (int found = 0; found < 3 && tried < 100000; ++tried) {
+        const float a = float(rng() % 100000) / 64.0f, b = float(rng() % 100000) / 64.0f, c = float(rng() % 100000) / 64.0f;
+        const float ws = (f1 + f0) + f1;
+        const float inFloat = ((f1 * a + f0 * b) + f1 * c) / ws;
+        float viaDouble = float(w1 * double(a));
+        viaDouble = float(double(viaDouble) + w0 * double(b));
+        viaDouble = float(double(viaDouble) + w1 * double(c)) / ws;
+        if (inFloat == viaDouble) continue;
+        ++found;
+        Case m(3, 1);
+        m.map = {a, b, c};
+        m.smooth(1.0f);
+        EXPECT_EQ(m.map[1], (f0 * inFloat) / f0) << a << " " << b << " " << c;
+    }
+    EXPECT_LT(tried, 100000) << "no distinguishing values found";
 }
 
 TEST(SmoothMaskedMap, DegenerateSigma) {
