@@ -161,3 +161,47 @@ TEST(FillingFunction, SurfaceTestNeedsBothAnglesAtLevelTwoAndAnyAtHigherLevels) 
 
 }  // namespace
 }  // namespace XELORAALGO
+
+namespace XELORAALGO {
+namespace {
+
+// Surface-test references are looked for at offsets 5, 4, 3, 2 and the first offset outside the map
+// ends the search. A larger one-pixel hole in column 5 has its left offset 5 at column 0 (outside
+// the columns >= 1), so it has no left reference and stays open, although column 1 (offset 4) holds a
+// depth; in column 6 offset 5 reaches column 1 and the hole is filled. Rows 5 and 6 likewise for the
+// upper reference. A flat plane passes every angle at level 5.
+TEST(FillingFunction, SurfaceReferenceSearchEndsAtTheFirstOffsetOutside) {
+    // row, column, filled
+    const int cases[][3] = {{12, 5, 0}, {12, 6, 1}, {5, 12, 0}, {6, 12, 1}};
+    for (const auto& k : cases) {
+        Scene s(30, 30, 600.0, 15.0, 15.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(k[0], k[1], 1, 1);
+        s.run(5, 0, 5, 100, 1000);
+        EXPECT_EQ(s.filled(k[0], k[1]), k[2] == 1) << k[0] << " " << k[1];
+    }
+}
+
+// The right estimate searches columns up to width - 2 and the lower one rows up to height - 2: a
+// depth in the last column (row) is never an estimate, one in the column (row) before it is. The
+// gap runs from the hole to the border; a small hole of any area here.
+TEST(FillingFunction, RightAndLowerEstimatesStopBeforeTheLastColumnAndRow) {
+    const int w = 24, h = 22;
+    for (int lastFree : {w - 2, w - 3}) {  // right: the gap ends before lastFree + 1
+        Scene s(w, h, 600.0, 12.0, 11.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(10, 10, 1, lastFree - 10 + 1);
+        s.run(1, 100, 200, 100, 1000);
+        EXPECT_EQ(s.filled(10, 10), lastFree == w - 3) << "right, gap to column " << lastFree;
+    }
+    for (int lastFree : {h - 2, h - 3}) {  // lower
+        Scene s(w, h, 600.0, 12.0, 11.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(10, 10, lastFree - 10 + 1, 1);
+        s.run(1, 100, 200, 100, 1000);
+        EXPECT_EQ(s.filled(10, 10), lastFree == h - 3) << "lower, gap to row " << lastFree;
+    }
+}
+
+}  // namespace
+}  // namespace XELORAALGO
