@@ -137,6 +137,46 @@ void clouds(Writer& w, XeloraAlgo& a, Rng& rng) {
     }
 }
 
+// A wide-angle lens (strong distortion far from the axis) shared by camera 1 and the colour camera:
+// thousands of points over the whole field, so rounding details of the projection show in the pixels.
+void wideField(Writer& w, Rng& rng) {
+    XeloraAlgo a;
+    const int W = 120, H = 90;
+    auto r = roi(0, 0, W, H);
+    a.SetROIInfo(&r);
+    XELORAALGO::tagXeloraAlgoCalibrationInfo calib{};
+    const double K[9] = {100.0, 0, 60.3, 0, 100.0, 45.2, 0, 0, 1}, D[5] = {-0.2, 0.37, 0.0013, -0.0021, 0.0};
+    for (int k = 0; k < 9; ++k) calib.K1[k] = calib.K3[k] = K[k];
+    for (int k = 0; k < 5; ++k) calib.D1[k] = calib.D3[k] = D[k];
+    calib.R3[0] = calib.R3[4] = calib.R3[8] = 1.0;
+    a.SetCalibrationInfo(&calib);
+    std::vector<Point3dList> profiles(30);
+    Point3dList cloud;
+    for (auto& prof : profiles)
+        for (int k = 0; k < 100; ++k) {
+            const double z = rng.range(1.0, 3.0);
+            prof.push_back({rng.range(-0.6, 0.6) * z, rng.range(-0.45, 0.45) * z, z});
+            cloud.push_back(prof.back());
+        }
+    Point3dList depth;
+    a.GetDepth(profiles, depth);
+    w.points("cloud.wide.GetDepth", depth);
+    std::vector<unsigned char> bytes(std::size_t(W) * H * 3);
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i / 3 % 251);
+    std::vector<std::pair<std::array<double, 6>, bool>> colored;
+    a.GetRGBpoint(std::make_tuple(bytes, W, H), cloud, colored);
+    std::vector<double> flat;
+    for (const auto& c : colored) flat.push_back(c.second ? c.first[3] + 256.0 * c.first[4] : -1.0);
+    w.doubles("cloud.wide.GetRGBpoint", flat);
+    std::vector<std::array<int, 2>> pixels;
+    for (int k = 0; k < 400; ++k) pixels.push_back({rng.below(W), rng.below(H)});
+    for (double maxDistance : {0.3, 1.0}) {
+        Point3dList matched;
+        a.RGB2Cloud(pixels, cloud, maxDistance, matched);
+        w.points("cloud.wide.RGB2Cloud.d" + std::to_string(int(maxDistance * 10)), matched);
+    }
+}
+
 void fitting(Writer& w, XeloraAlgo& a, Rng& rng) {
     Point3dList pts;
     for (int k = 0; k < 300; ++k) {
@@ -187,6 +227,7 @@ void dumpCloudAndFitting(Writer& w) {
     XeloraAlgo a;
     Rng rng(0x5EED0006);
     clouds(w, a, rng);
+    wideField(w, rng);
     fitting(w, a, rng);
 }
 
