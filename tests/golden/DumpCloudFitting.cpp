@@ -1,6 +1,7 @@
 // Golden dump: point-cloud filters, smoothing, downsampling, depth images, colouring, and the
 // surface and curve fits.
 #include <array>
+#include <cmath>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -141,11 +142,11 @@ void clouds(Writer& w, XeloraAlgo& a, Rng& rng) {
 // thousands of points over the whole field, so rounding details of the projection show in the pixels.
 void wideField(Writer& w, Rng& rng) {
     XeloraAlgo a;
-    const int W = 120, H = 90;
+    const int W = 260, H = 200;
     auto r = roi(0, 0, W, H);
     a.SetROIInfo(&r);
     XELORAALGO::tagXeloraAlgoCalibrationInfo calib{};
-    const double K[9] = {100.0, 0, 60.3, 0, 100.0, 45.2, 0, 0, 1}, D[5] = {-0.2, 0.37, 0.0013, -0.0021, 0.0};
+    const double K[9] = {100.0, 0, 130.3, 0, 100.0, 100.2, 0, 0, 1}, D[5] = {-0.2, 0.37, 0.0013, -0.0021, 0.0};
     for (int k = 0; k < 9; ++k) calib.K1[k] = calib.K3[k] = K[k];
     for (int k = 0; k < 5; ++k) calib.D1[k] = calib.D3[k] = D[k];
     calib.R3[0] = calib.R3[4] = calib.R3[8] = 1.0;
@@ -155,9 +156,32 @@ void wideField(Writer& w, Rng& rng) {
     for (auto& prof : profiles)
         for (int k = 0; k < 100; ++k) {
             const double z = rng.range(1.0, 3.0);
-            prof.push_back({rng.range(-0.6, 0.6) * z, rng.range(-0.45, 0.45) * z, z});
+            prof.push_back({rng.range(-1.0, 1.0) * z, rng.range(-0.8, 0.8) * z, z});
             cloud.push_back(prof.back());
         }
+    // Points at Z = 1 whose column (plus 0.5 for the depth image) lies at a pixel border, far from the
+    // axis: the two floats either side of it, found by bisection on the float projection.
+    const auto column = [&D](float x, float y) {
+        const float r2 = x * x + y * y, r4 = r2 * r2;
+        const float rho = 1.0f + float(D[0]) * r2 + float(D[1]) * r4;
+        return 100.0f * (x * rho + 2.0f * float(D[2]) * x * y + float(D[3]) * (r2 + 2.0f * x * x)) + 130.3f;
+    };
+    for (float shift : {0.5f, 0.0f}) {
+        Point3dList border;
+        for (int k = 0; k < 1000; ++k) {
+            const float y = float(rng.range(0.3, 0.6)) * (rng.chance(50) ? 1.0f : -1.0f);
+            const float target = float(190 + rng.below(60));
+            float lo = 0.3f, hi = 1.2f;
+            for (int it = 0; it < 60; ++it) {
+                const float mid = lo + (hi - lo) * 0.5f;
+                (column(mid, y) + shift < target ? lo : hi) = mid;
+            }
+            border.push_back({double(lo), double(y), 1.0});
+            border.push_back({double(hi), double(y), 1.0});
+        }
+        if (shift > 0.0f) profiles.push_back(border);
+        else cloud.insert(cloud.end(), border.begin(), border.end());
+    }
     Point3dList depth;
     a.GetDepth(profiles, depth);
     w.points("cloud.wide.GetDepth", depth);
