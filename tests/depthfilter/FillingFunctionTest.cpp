@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -164,6 +165,38 @@ TEST(FillingFunction, SurfaceTestNeedsBothAnglesAtLevelTwoAndAnyAtHigherLevels) 
 
 namespace XELORAALGO {
 namespace {
+
+// Areas of the hole regions of a picture ('#' = candidate) through the exported labelling.
+std::vector<std::int32_t> areasOf(const std::vector<const char*>& rows) {
+    const int h = static_cast<int>(rows.size()), w = static_cast<int>(std::strlen(rows[0]));
+    std::vector<float> Z(static_cast<std::size_t>(w * h));
+    for (int i = 0; i < w * h; ++i) Z[static_cast<std::size_t>(i)] = rows[i / w][i % w] == '#' ? 0.0f : 250.0f;
+    return depthfilter::HoleRegionAreas(Z.data(), w, h);
+}
+
+// The two parent updates of a merge, traced by hand (labels from 3, raster order).
+// A: (1,1) 3, (1,4) 4, (2,3) 5; at (2,4) labels 4, 5 meet: parent(5) = 4. At (3,3) labels 3 and 5
+//    meet with parent(5) = 4 > 3: parent(4) = 3 (the update of q > m), so all eight pixels join.
+// B: (1,2) 3, (1,4) 4, (2,1) 5, (2,3) 6; at (2,4) parent(6) = 4. At (3,3) labels 5 and 6 meet with
+//    parent(6) = 4 < 5: parent(5) = 4 (the update of q < m), so seven pixels join and (1,2) stays
+//    alone.
+// C: a connected region of 14 whose merges need the parent of the smaller label, not the label
+//    itself (areas from a direct simulation of the labelling rules).
+TEST(FillingFunction, HoleRegionsJoinThroughBothParentUpdates) {
+    const std::vector<const char*> a = {"......", ".#..#.", ".#.##.", ".###..", "......"};
+    const std::vector<const char*> b = {"......", "..#.#.", ".#.##.", ".###..", "......"};
+    const std::vector<const char*> c = {".......", "..#..#.", ".##.##.", ".#.##..", ".#####.", "......."};
+    const struct { const std::vector<const char*>* rows; int area; int single; } cases[] = {{&a, 8, -1}, {&b, 7, 8}, {&c, 14, -1}};
+    for (const auto& k : cases) {
+        const auto areas = areasOf(*k.rows);
+        const int w = static_cast<int>(std::strlen((*k.rows)[0]));
+        for (std::size_t i = 0; i < areas.size(); ++i) {
+            const bool hole = (*k.rows)[i / w][i % w] == '#';
+            const int want = !hole ? 0 : static_cast<int>(i) == k.single ? 1 : k.area;
+            EXPECT_EQ(areas[i], want) << "region of " << k.area << ", pixel " << i;
+        }
+    }
+}
 
 // Surface-test references are looked for at offsets 5, 4, 3, 2 and the first offset outside the map
 // ends the search. A larger one-pixel hole in column 5 has its left offset 5 at column 0 (outside

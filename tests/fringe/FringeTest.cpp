@@ -311,19 +311,20 @@ TEST(DecGrayPhase2, FringeAnalysisAndBinarisationOfPairs) {
 
 TEST(DecGrayPhase2, RowRepairOfPeriodNumbers) {
     // Fringes at phase pi (middle quarter: the result shows W1), b = 0. Left to right, in place.
-    const int rows[5][2][6] = {  // period numbers in, repaired
+    const int rows[6][2][6] = {  // period numbers in, repaired
         {{5, 7, 5, 5, 5, 5}, {5, 5, 5, 5, 5, 5}},   // neighbours at distance 1 agree
         {{5, 5, 7, 7, 5, 5}, {5, 5, 5, 5, 5, 5}},   // distance 2 for the first, then the repaired one helps the second
         {{5, 5, 7, 7, 6, 6}, {5, 5, 7, 7, 6, 6}},   // distance-2 neighbours disagree: kept
         {{1, 2, 9, 8, 1, 3}, {1, 2, 1, 1, 1, 3}},   // column 3 sees the repaired column 2
-        {{7, 5, 5, 5, 5, 9}, {7, 5, 5, 5, 5, 9}}};  // end columns have no pair of neighbours
-    Stack s(18, 30);
-    for (int i = 0; i < 30; ++i) {
+        {{7, 5, 5, 5, 5, 9}, {7, 5, 5, 5, 5, 9}},   // end columns have no pair of neighbours
+        {{3, 5, 7, 5, 3, 3}, {3, 5, 5, 5, 3, 3}}};  // repaired at distance 1, distance 2 not tried after it
+    Stack s(18, 36);
+    for (int i = 0; i < 36; ++i) {
         setPairedCode(s, i, rows[i / 6][0][i % 6], 0);
         s.set(i, 14, {120, 220, 120, 20});
     }
-    const Outputs o = run(fr::DecGrayPhase2, 6, 5, s);
-    for (int i = 0; i < 30; ++i) EXPECT_NEAR(o.phase[i], (2 * rows[i / 6][1][i % 6] + 1) * kPi, 1e-4) << i;
+    const Outputs o = run(fr::DecGrayPhase2, 6, 6, s);
+    for (int i = 0; i < 36; ++i) EXPECT_NEAR(o.phase[i], (2 * rows[i / 6][1][i % 6] + 1) * kPi, 1e-4) << i;
 }
 
 TEST(Fringe, SyntheticProjectorRoundTrip) {
