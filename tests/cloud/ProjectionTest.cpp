@@ -224,12 +224,19 @@ XELORAALGO::tagXeloraAlgoCalibrationInfo wideLens() {
     return cal;
 }
 
-TEST(ProjectionFourthPower, GetDepthAndGetRGBpointTakeR4AsOneQuantity) {
+// A handle with the wide-angle lens as camera 1 and colour camera, ROI 120 x 90 at offset 0.
+class ProjectionFourthPower : public ::testing::Test {
+  protected:
     XeloraAlgo algo;
-    XELORAALGO::tagXeloraAlgoROIInfo roi{0, 0, 120, 90};
-    algo.SetROIInfo(&roi);
-    auto cal = wideLens();
-    algo.SetCalibrationInfo(&cal);
+    void SetUp() override {
+        XELORAALGO::tagXeloraAlgoROIInfo roi{0, 0, 120, 90};
+        algo.SetROIInfo(&roi);
+        auto cal = wideLens();
+        algo.SetCalibrationInfo(&cal);
+    }
+};
+
+TEST_F(ProjectionFourthPower, GetDepthAndGetRGBpointTakeR4AsOneQuantity) {
 
     // GetDepth: column + 0.5 truncated; Z = 1 keeps x and y as given.
     const auto depthCases = telling(0.5f, 4);
@@ -267,12 +274,7 @@ TEST(ProjectionFourthPower, GetDepthAndGetRGBpointTakeR4AsOneQuantity) {
     }
 }
 
-TEST(ProjectionFourthPower, RGB2CloudDistanceUsesR4AsOneQuantity) {
-    XeloraAlgo algo;
-    XELORAALGO::tagXeloraAlgoROIInfo roi{0, 0, 120, 90};
-    algo.SetROIInfo(&roi);
-    auto cal = wideLens();
-    algo.SetCalibrationInfo(&cal);
+TEST_F(ProjectionFourthPower, RGB2CloudDistanceUsesR4AsOneQuantity) {
     const Lens& L = kWide;
     // Double projection: r2 and rho from x and y, the other terms from their float roundings.
     const auto project = [&L](double x, double y, bool r4First, double& u, double& v) {
