@@ -65,9 +65,13 @@ int xelora_GetSdkVersionString(xelora_handle* h, char* buffer, size_t capacity, 
     return call(__func__, h, [&](XeloraAlgo& a, [[maybe_unused]] const char* fn) {
         std::string v;
         a.GetSdkVersionString(v);
-        XELORAALGO::capi::checkCapacity(v.size() + 1, capacity, length, fn, "buffer");
+        out(length, fn, "length") = v.size();
+        if (capacity < v.size() + 1) {
+            throw XELORAALGO::capi::BufferTooSmall(std::string(fn) + ": buffer capacity " + std::to_string(capacity) +
+                                                   " is below the " + std::to_string(v.size() + 1) +
+                                                   " characters of the version text and its NUL");
+        }
         std::memcpy(buffer, v.c_str(), v.size() + 1);
-        *length = v.size();
     });
 }
 
