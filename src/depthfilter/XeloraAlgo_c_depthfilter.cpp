@@ -3,7 +3,7 @@
 #include "frame/XeloraAlgo_c.h"
 
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
+using namespace XELORAALGO::capi;
 
 extern "C" {
 

@@ -6,11 +6,7 @@
 
 using XELORAALGO::Point3dList;
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
-using XELORAALGO::capi::checkCapacity;
-using XELORAALGO::capi::out;
-using XELORAALGO::capi::requireArray;
-using XELORAALGO::capi::toList;
+using namespace XELORAALGO::capi;
 
 namespace {
 

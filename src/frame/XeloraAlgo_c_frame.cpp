@@ -7,8 +7,7 @@
 #include "frame/XeloraAlgo_c.h"
 
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
-using XELORAALGO::capi::out;
+using namespace XELORAALGO::capi;
 
 static_assert(sizeof(xelora_roi_info) == sizeof(XELORAALGO::tagXeloraAlgoROIInfo) &&
                   offsetof(xelora_roi_info, height) == offsetof(XELORAALGO::tagXeloraAlgoROIInfo, height),

@@ -3,7 +3,7 @@
 #include "frame/XeloraAlgo_c.h"
 
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
+using namespace XELORAALGO::capi;
 
 #define XELORA_C_DECODER(Member)                                                                         \
     int xelora_##Member(xelora_handle* h, bool* validMask, float* modulationMap, float* averageMap,      \

@@ -5,8 +5,7 @@
 #include "frame/XeloraAlgo_c.h"
 
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
-using XELORAALGO::capi::out;
+using namespace XELORAALGO::capi;
 
 extern "C" {
 

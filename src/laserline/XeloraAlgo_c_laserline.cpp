@@ -9,12 +9,7 @@
 using XELORAALGO::Point2dList;
 using XELORAALGO::Point3dList;
 using XELORAALGO::XeloraAlgo;
-using XELORAALGO::capi::call;
-using XELORAALGO::capi::checkCapacity;
-using XELORAALGO::capi::fromList;
-using XELORAALGO::capi::inPlace;
-using XELORAALGO::capi::requireArray;
-using XELORAALGO::capi::toList;
+using namespace XELORAALGO::capi;
 
 namespace {
 
