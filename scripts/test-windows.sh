@@ -5,7 +5,8 @@
 #
 # The golden dump (label golden) checks that the DLL's results equal the Linux library's bit for bit.
 # XELORA_WINDOWS_GOLDEN=report runs it as a report only: the records that differ from the Linux
-# dump are listed, but the suite's status does not depend on them.
+# dump are listed (with the Linux build's xelora_golden, from XELORA_LINUX_BUILD, default build/),
+# but the suite's status does not depend on them.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build="${1:-build-windows}"
@@ -26,8 +27,8 @@ if [ "$golden_mode" = report ]; then
       echo "golden: the wine dump equals the Linux dump (SHA-256 $actual)"
     else
       echo "golden: the wine dump differs from the Linux dump (SHA-256 $actual, expected $expected)"
-      linux_golden="$(find build -maxdepth 3 -name xelora_golden -type f -perm -u+x 2>/dev/null | head -n 1 || true)"
-      if [ -n "$linux_golden" ]; then
+      linux_golden="${XELORA_LINUX_BUILD:-build}/tests/golden/xelora_golden"
+      if [ -x "$linux_golden" ]; then
         "$linux_golden" "$build/golden-linux.bin" >/dev/null
         "$linux_golden" --diff "$build/golden-linux.bin" "$build/golden-wine.bin" || true
       fi
