@@ -2,6 +2,7 @@
 // DownSampling1..3 and CalcImageBuffer.
 //   colour stacks (n, h, w, 3) uint8 -> planes (n, h, w) uint8; two-camera frames (2h, w) uint8;
 //   downsampling sources (count, H, 2W) or (H, 2W) uint8 -> (count, H/2, W) or (H/2, W).
+#include <optional>
 #include <vector>
 
 #include "Binding.h"
@@ -68,12 +69,12 @@ void bindImagingColour(HandleClass& c) {
         "zMin < Z < zMax take part. Returns (X, Y, Z, mask). Needs the calibration.");
     c.def(
         "CalRGBFuse",
-        [](Handle& h, const py::object& srcA, const py::object& srcB, const py::object& count, const py::object& out) {
+        [](Handle& h, const py::object& srcA, const py::object& srcB, std::optional<int> count, const py::object& out) {
             const char* name = "CalRGBFuse";
             const RoiSize r = h.roi(name);
             int n = 11;
-            if (!count.is_none()) {
-                n = count.cast<int>();
+            if (count) {
+                n = *count;
                 if (n < 0) valueError(name, "count", "at least 0", std::to_string(n));
             }
             auto a = need<std::uint8_t>(name, "srcA", srcA, Shape{-1, r.height, r.width, 3});
@@ -87,7 +88,7 @@ void bindImagingColour(HandleClass& c) {
             auto db = output<std::uint8_t>(name, "dstB", o[1], Shape{n, r.height, r.width});
             auto pa = planes(a, n), pb = planes(b, n), qa = planes(da, n), qb = planes(db, n);
             h.run(name, r, [&] {
-                if (count.is_none())
+                if (!count)
                     h.algo.CalRGBFuse(pa.data(), pb.data(), qa.data(), qb.data());
                 else
                     h.algo.CalRGBFuse(pa.data(), pb.data(), qa.data(), qb.data(), n);

@@ -2,6 +2,7 @@
 // AutoHDR1, AutoHDR2 and CalHDRFuse.
 //   captures (3, 2h, w) uint8: three two-camera frames at rising exposure; exposure times float64;
 //   CalHDRFuse sequences (n, 2h, w) uint8 -> two stacks (n, h, w) uint8.
+#include <optional>
 #include <vector>
 
 #include "Binding.h"
@@ -136,13 +137,13 @@ void bindImagingExposure(HandleClass& c) {
            "As AutoHDR1, without normalising the mean levels.");
     c.def(
         "CalHDRFuse",
-        [](Handle& h, const py::object& shortSeq, const py::object& longSeq, const py::object& count,
+        [](Handle& h, const py::object& shortSeq, const py::object& longSeq, std::optional<int> count,
            const py::object& out) {
             const char* name = "CalHDRFuse";
             const RoiSize r = h.roi(name);
             auto s = need<std::uint8_t>(name, "shortSeq", shortSeq, Shape{-1, 2 * r.height, r.width});
             auto l = need<std::uint8_t>(name, "longSeq", longSeq, Shape{-1, 2 * r.height, r.width});
-            const int n = count.is_none() ? static_cast<int>(s.shape(0)) : count.cast<int>();
+            const int n = count ? *count : static_cast<int>(s.shape(0));
             if (n < 4) valueError(name, "count", "at least 4 frames", std::to_string(n));
             for (auto* a : {&s, &l})
                 if (a->shape(0) < n)
