@@ -178,7 +178,7 @@ void bindRecords(py::module_& m) {
              py::arg("fields"),
              "Calibration from a dict of fields, such as json.load() of a calibration file (its format, version, "
              "image size and ROI offset keys are ignored).")
-        .def_static("from_json", [](const std::string& path) { return readJson(path)[0]; }, py::arg("path"),
+        .def_static("from_json", [](const std::string& path) { return py::object(readJson(path)[0]); }, py::arg("path"),
                     "Reads the calibration JSON file of xelora-scan (ValueError naming the file on any problem).")
         .def("to_dict",
              [](tagXeloraAlgoCalibrationInfo& c) {
