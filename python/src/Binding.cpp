@@ -2,6 +2,7 @@
 #include "Binding.h"
 
 #include <cstring>
+#include <iomanip>
 #include <sstream>
 
 namespace xpy {
@@ -37,6 +38,15 @@ void valueError(const std::string& member, const std::string& arg, const std::st
 
 void setupError(const std::string& member, const std::string& what) {
     throw std::runtime_error(member + ": " + what);
+}
+
+void atMost(const char* member, const char* arg, double value, double limit) {
+    if (value > limit) {
+        std::ostringstream given, expected;
+        given << std::setprecision(12) << value;
+        expected << "at most " << std::setprecision(12) << limit;
+        valueError(member, arg, expected.str(), given.str());
+    }
 }
 
 template <> const char* dtypeName<float>() { return "float32"; }

@@ -35,6 +35,12 @@ std::string describe(const py::array& a);
 [[noreturn]] void valueError(const std::string& member, const std::string& arg, const std::string& expected,
                              const std::string& given);
 [[noreturn]] void setupError(const std::string& member, const std::string& what);
+// Kernel sizes follow sigma and half-width arguments; beyond these limits the working storage alone
+// would exhaust the machine, so they raise ValueError instead (NaN passes: the library treats it).
+constexpr double kMaxSigma = 10000.0;        // Gaussian sigmas (pixels): radius 1.5 sigma
+constexpr int kMaxSpatialSigma = 1024;       // bilateral filter: (3 sigma + 1)^2 kernel
+constexpr int kMaxHalfWindow = 1 << 20;      // line smoothing taps
+void atMost(const char* member, const char* arg, double value, double limit);
 
 template <class T>
 const char* dtypeName();

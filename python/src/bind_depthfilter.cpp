@@ -93,6 +93,7 @@ void bindDepthFilter(HandleClass& c) {
             const Shape s{r.height, r.width};
             auto in = need<float>(name, "map", map, s);
             auto m = need<bool>(name, "mask", mask, s);
+            atMost(name, "spatialSigma", spatialSigma, kMaxSpatialSigma);
             auto res = output<float>(name, "map", out, s, &in);
             h.run(name, r, [&] {
                 h.algo.Bilateralfilter(res.mutable_data(), const_cast<bool*>(m.data()), spatialSigma, rangeSigma);

@@ -18,6 +18,7 @@ py::tuple decode(Handle& h, const char* member, Decoder fn, int planes, const py
     const Shape map{r.height, r.width};
     auto stack = need<std::uint8_t>(member, "patternImages", images, Shape{planes, r.height, r.width});
     if (smoothRounds < 0) valueError(member, "smoothRounds", "at least 0", std::to_string(smoothRounds));
+    atMost(member, "smoothSigma", smoothSigma, kMaxSigma);
     auto o = outTuple(member, out, 4);
     auto mask = output<bool>(member, "validMask", o[0], map);
     auto modulation = output<float>(member, "modulationMap", o[1], map);

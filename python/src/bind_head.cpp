@@ -153,6 +153,8 @@ void bindHead(py::module_& m) {
                     auto c = need<std::uint8_t>("Head.scan", "colour", colour, Shape{hh, w, 3});
                     rgb.assign(c.data(), c.data() + c.size());
                 }
+                atMost("Head.scan", "bilateral_spatial_sigma", bilateralSpatialSigma, kMaxSpatialSigma);
+                atMost("Head.scan", "smooth_sigma", smoothSigma, kMaxSigma);
                 xscan::StructuredOptions o;
                 o.bilateral = bilateral;
                 o.bilateralSpatialSigma = bilateralSpatialSigma;

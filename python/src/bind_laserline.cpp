@@ -235,6 +235,7 @@ void bindLaserline(HandleClass& c) {
         "Gaussianfilter",
         [](Handle& h, const py::object& points, int halfWindow, const py::object& out) {
             auto in = need<double>("Gaussianfilter", "points", points, Shape{-1, 2});
+            atMost("Gaussianfilter", "halfWindow", halfWindow, kMaxHalfWindow);
             auto res = output<double>("Gaussianfilter", "points", out, Shape{in.shape(0), 2}, &in);
             Point2dList list = toList2(res);
             h.runAny([&] { h.algo.Gaussianfilter(list, halfWindow); });

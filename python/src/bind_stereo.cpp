@@ -145,6 +145,8 @@ void bindStereo(HandleClass& c) {
             const RoiSize r = h.roi(name);
             const Shape s{r.height, r.width};
             auto in = need<bool>(name, "mask", mask, s);
+            atMost(name, "bilateralSpatialSigma", spatialSigma, kMaxSpatialSigma);
+            atMost(name, "smoothSigma", smoothSigma, kMaxSigma);
             auto o = outTuple(name, out, 4);
             auto m = output<bool>(name, "mask", o[0], s, &in);
             auto X = output<float>(name, "X", o[1], s);

@@ -189,6 +189,10 @@ def test_parameters_outside_their_range_raise_value_error(stereo_state):
         (lambda: algo.SetROIInfo("160x128"), "must be a xelora.ROI or a dict of its fields"),
         (lambda: algo.SetDownsamplingInfo(0, 0.0), "SetDownsamplingInfo: argument 'step' must be at least 1"),
         (lambda: algo.SetCalibrationInfo({"K9": [1]}), "argument 'K9' must be one of the record's fields"),
+        (lambda: algo.DecGrayPhase1(capture.cam1_11, False, True, 1, 1e9), "'smoothSigma' must be at most 10000"),
+        (lambda: algo.Bilateralfilter(p1, m1, 5000, 0.4), "'spatialSigma' must be at most 1024, got 5000"),
+        (lambda: algo.CalPoint(match, True, 2000), "'bilateralSpatialSigma' must be at most 1024"),
+        (lambda: algo.Gaussianfilter(np.zeros((4, 2)), 2**30), "'halfWindow' must be at most 1048576"),
     ]
     for call, message in cases:
         with pytest.raises(ValueError, match=re.escape(message)):
