@@ -155,6 +155,23 @@ py::array_t<double> newList(const XELORAALGO::Point3dList& src) {
     return a;
 }
 
+PointMap pointMap(Handle& h, const char* member, const py::object& X, const py::object& Y, const py::object& Z,
+                  const py::object& mask, const py::object& out) {
+    PointMap p;
+    p.r = h.roi(member);
+    const Shape s{p.r.height, p.r.width};
+    auto x = need<float>(member, "X", X, s);
+    auto y = need<float>(member, "Y", Y, s);
+    auto z = need<float>(member, "Z", Z, s);
+    auto m = need<bool>(member, "mask", mask, s);
+    auto o = outTuple(member, out, 4);
+    p.X = output<float>(member, "X", o[0], s, &x);
+    p.Y = output<float>(member, "Y", o[1], s, &y);
+    p.Z = output<float>(member, "Z", o[2], s, &z);
+    p.mask = output<bool>(member, "mask", o[3], s, &m);
+    return p;
+}
+
 RoiSize Handle::roi(const char* member) const {
     if (!roiSet_) setupError(member, "no ROI: call SetROIInfo first");
     return {roi_.width, roi_.height};

@@ -66,14 +66,35 @@ void copyList(const XELORAALGO::Point2dList& src, py::array_t<double>& dst);
 void copyList(const XELORAALGO::Point3dList& src, py::array_t<double>& dst);
 py::array_t<double> newList(const XELORAALGO::Point3dList& src);
 
+// A new array of `shape` holding the elements of `v` converted to T.
+template <class T, class V>
+py::array_t<T> arrayFrom(const V& v, const Shape& shape) {
+    py::array_t<T> a(shape);
+    for (std::size_t i = 0; i < v.size(); ++i) a.mutable_data()[i] = static_cast<T>(v[i]);
+    return a;
+}
+
 // bool arrays of the library are one byte per entry, like numpy's bool_.
 inline bool* boolPtr(py::array_t<bool>& a) { return a.mutable_data(); }
+
 
 struct RoiSize {
     int width = 0, height = 0;
     bool operator==(const RoiSize& o) const { return width == o.width && height == o.height; }
     bool operator!=(const RoiSize& o) const { return !(*this == o); }
 };
+
+class Handle;
+
+// The point map (X, Y, Z float32, mask bool; (h, w) each) of a member that changes it in place,
+// checked and copied into its outputs (new arrays or the 4-tuple `out`).
+struct PointMap {
+    RoiSize r;
+    py::array_t<float> X, Y, Z;
+    py::array_t<bool> mask;
+};
+PointMap pointMap(Handle& h, const char* member, const py::object& X, const py::object& Y, const py::object& Z,
+                  const py::object& mask, const py::object& out);
 
 // One library handle and what the binding knows about its set-up.
 class Handle {

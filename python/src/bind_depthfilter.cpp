@@ -3,33 +3,6 @@
 #include "Binding.h"
 
 namespace xpy {
-namespace {
-
-// The point map (X, Y, Z, mask) of a filter, checked and copied into its outputs.
-struct PointMap {
-    RoiSize r;
-    py::array_t<float> X, Y, Z;
-    py::array_t<bool> mask;
-};
-
-PointMap pointMap(Handle& h, const char* member, const py::object& X, const py::object& Y, const py::object& Z,
-                  const py::object& mask, const py::object& out) {
-    PointMap p;
-    p.r = h.roi(member);
-    const Shape s{p.r.height, p.r.width};
-    auto x = need<float>(member, "X", X, s);
-    auto y = need<float>(member, "Y", Y, s);
-    auto z = need<float>(member, "Z", Z, s);
-    auto m = need<bool>(member, "mask", mask, s);
-    auto o = outTuple(member, out, 4);
-    p.X = output<float>(member, "X", o[0], s, &x);
-    p.Y = output<float>(member, "Y", o[1], s, &y);
-    p.Z = output<float>(member, "Z", o[2], s, &z);
-    p.mask = output<bool>(member, "mask", o[3], s, &m);
-    return p;
-}
-
-}  // namespace
 
 void bindDepthFilter(HandleClass& c) {
     c.def(

@@ -23,13 +23,6 @@ struct ScanResult {
     std::shared_ptr<const xscan::StructuredResult> r;
 };
 
-template <class T, class V>
-py::array_t<T> mapArray(const V& v, int h, int w) {
-    py::array_t<T> a(Shape{h, w});
-    for (std::size_t i = 0; i < v.size(); ++i) a.mutable_data()[i] = static_cast<T>(v[i]);
-    return a;
-}
-
 std::vector<xscan::Plane8> planes(const char* arg, const py::object& obj, int h, int w) {
     auto a = need<std::uint8_t>("Head.scan", arg, obj, Shape{-1, h, w});
     if (a.shape(0) != 11 && a.shape(0) != 18)
@@ -50,21 +43,21 @@ void bindHead(py::module_& m) {
                            "chain, and the cloud that save_ply writes.")
         .def_property_readonly("width", [](const ScanResult& s) { return s.r->width; }, "map width")
         .def_property_readonly("height", [](const ScanResult& s) { return s.r->height; }, "map height")
-        .def_property_readonly("X", [](const ScanResult& s) { return mapArray<float>(s.r->X, s.r->height, s.r->width); },
+        .def_property_readonly("X", [](const ScanResult& s) { return arrayFrom<float>(s.r->X, Shape{s.r->height, s.r->width}); },
                                "X of every pixel, float32 (h, w), mm in camera 1's frame, 0 without a point")
-        .def_property_readonly("Y", [](const ScanResult& s) { return mapArray<float>(s.r->Y, s.r->height, s.r->width); },
+        .def_property_readonly("Y", [](const ScanResult& s) { return arrayFrom<float>(s.r->Y, Shape{s.r->height, s.r->width}); },
                                "Y of every pixel, float32 (h, w)")
-        .def_property_readonly("Z", [](const ScanResult& s) { return mapArray<float>(s.r->Z, s.r->height, s.r->width); },
+        .def_property_readonly("Z", [](const ScanResult& s) { return arrayFrom<float>(s.r->Z, Shape{s.r->height, s.r->width}); },
                                "depth Z of every pixel, float32 (h, w)")
         .def_property_readonly("mask",
-                               [](const ScanResult& s) { return mapArray<bool>(s.r->valid, s.r->height, s.r->width); },
+                               [](const ScanResult& s) { return arrayFrom<bool>(s.r->valid, Shape{s.r->height, s.r->width}); },
                                "True where a pixel has a point, bool (h, w)")
         .def_property_readonly("count", [](const ScanResult& s) { return s.r->count; }, "number of valid points")
         .def_property_readonly("raw_Z",
-                               [](const ScanResult& s) { return mapArray<float>(s.r->rawZ, s.r->height, s.r->width); },
+                               [](const ScanResult& s) { return arrayFrom<float>(s.r->rawZ, Shape{s.r->height, s.r->width}); },
                                "depth straight out of CalPoint, before the filter chain")
         .def_property_readonly("raw_mask",
-                               [](const ScanResult& s) { return mapArray<bool>(s.r->rawValid, s.r->height, s.r->width); },
+                               [](const ScanResult& s) { return arrayFrom<bool>(s.r->rawValid, Shape{s.r->height, s.r->width}); },
                                "validity straight out of CalPoint")
         .def_property_readonly("coloured", [](const ScanResult& s) { return s.r->coloured; },
                                "True when the cloud carries the colour camera's colours (else grey)")

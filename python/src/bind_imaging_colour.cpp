@@ -45,23 +45,13 @@ void bindImagingColour(HandleClass& c) {
         "CalRGB",
         [](Handle& h, const py::object& X, const py::object& Y, const py::object& Z, const py::object& mask, int zMin,
            int zMax, const py::object& out) {
-            const char* name = "CalRGB";
-            h.requireCalibration(name);
-            const RoiSize r = h.roi(name);
-            const Shape s{r.height, r.width};
-            auto x = need<float>(name, "X", X, s);
-            auto y = need<float>(name, "Y", Y, s);
-            auto z = need<float>(name, "Z", Z, s);
-            auto m = need<bool>(name, "mask", mask, s);
-            auto o = outTuple(name, out, 4);
-            auto rx = output<float>(name, "X", o[0], s, &x);
-            auto ry = output<float>(name, "Y", o[1], s, &y);
-            auto rz = output<float>(name, "Z", o[2], s, &z);
-            auto rm = output<bool>(name, "mask", o[3], s, &m);
-            h.run(name, r, [&] {
-                h.algo.CalRGB(rx.mutable_data(), ry.mutable_data(), rz.mutable_data(), boolPtr(rm), zMin, zMax);
+            h.requireCalibration("CalRGB");
+            PointMap p = pointMap(h, "CalRGB", X, Y, Z, mask, out);
+            h.run("CalRGB", p.r, [&] {
+                h.algo.CalRGB(p.X.mutable_data(), p.Y.mutable_data(), p.Z.mutable_data(), boolPtr(p.mask), zMin,
+                              zMax);
             });
-            return py::make_tuple(rx, ry, rz, rm);
+            return py::make_tuple(p.X, p.Y, p.Z, p.mask);
         },
         py::arg("X"), py::arg("Y"), py::arg("Z"), py::arg("mask"), py::arg("zMin"), py::arg("zMax"), py::kw_only(),
         py::arg("out") = py::none(),

@@ -32,11 +32,9 @@ py::object stack(const std::vector<xsim::Plane8>& planes, int h, int w) {
 }
 
 template <class T, class V>
-py::object image(const V& v, Shape shape) {
+py::object image(const V& v, const Shape& shape) {
     if (v.empty()) return py::none();
-    py::array_t<T> a(shape);
-    for (std::size_t i = 0; i < v.size(); ++i) a.mutable_data()[i] = static_cast<T>(v[i]);
-    return std::move(a);
+    return arrayFrom<T>(v, shape);
 }
 
 }  // namespace
