@@ -36,9 +36,7 @@ void valueError(const std::string& member, const std::string& arg, const std::st
     throw py::value_error(member + ": argument '" + arg + "' must be " + expected + ", got " + given);
 }
 
-void setupError(const std::string& member, const std::string& what) {
-    throw std::runtime_error(member + ": " + what);
-}
+void setupError(const std::string& member, const std::string& what) { throw std::runtime_error(member + ": " + what); }
 
 void atMost(const char* member, const char* arg, double value, double limit) {
     if (value > limit) {
@@ -49,11 +47,26 @@ void atMost(const char* member, const char* arg, double value, double limit) {
     }
 }
 
-template <> const char* dtypeName<float>() { return "float32"; }
-template <> const char* dtypeName<double>() { return "float64"; }
-template <> const char* dtypeName<bool>() { return "bool"; }
-template <> const char* dtypeName<std::uint8_t>() { return "uint8"; }
-template <> const char* dtypeName<std::int32_t>() { return "int32"; }
+template <>
+const char* dtypeName<float>() {
+    return "float32";
+}
+template <>
+const char* dtypeName<double>() {
+    return "float64";
+}
+template <>
+const char* dtypeName<bool>() {
+    return "bool";
+}
+template <>
+const char* dtypeName<std::uint8_t>() {
+    return "uint8";
+}
+template <>
+const char* dtypeName<std::int32_t>() {
+    return "int32";
+}
 
 namespace {
 
@@ -71,14 +84,13 @@ std::string expectation(const Shape& shape, bool writeable) {
 }
 
 template <class T>
-py::array_t<T> checked(const char* member, const char* arg, const py::object& obj, const Shape& shape,
-                       bool writeable) {
+py::array_t<T> checked(const char* member, const char* arg, const py::object& obj, const Shape& shape, bool writeable) {
     if (!py::isinstance<py::array>(obj))
         valueError(member, arg, expectation<T>(shape, writeable),
                    "an object of type " + py::str(py::type::of(obj).attr("__name__")).cast<std::string>());
     py::array a = py::reinterpret_borrow<py::array>(obj);
-    const bool ok = py::array_t<T>::check_(a) && shapeMatches(a, shape) &&
-                    (a.flags() & py::array::c_style) && (!writeable || a.writeable());
+    const bool ok = py::array_t<T>::check_(a) && shapeMatches(a, shape) && (a.flags() & py::array::c_style) &&
+                    (!writeable || a.writeable());
     if (!ok) valueError(member, arg, expectation<T>(shape, writeable), describe(a));
     return py::reinterpret_borrow<py::array_t<T>>(obj);
 }
@@ -105,8 +117,8 @@ py::array_t<T> output(const char* member, const char* arg, const py::object& out
     return res;
 }
 
-#define XPY_INSTANTIATE(T)                                                                                   \
-    template py::array_t<T> need<T>(const char*, const char*, const py::object&, const Shape&);              \
+#define XPY_INSTANTIATE(T)                                                                      \
+    template py::array_t<T> need<T>(const char*, const char*, const py::object&, const Shape&); \
     template py::array_t<T> output<T>(const char*, const char*, const py::object&, const Shape&, const py::array*);
 XPY_INSTANTIATE(float)
 XPY_INSTANTIATE(double)
@@ -155,6 +167,14 @@ py::array_t<double> newList(const XELORAALGO::Point3dList& src) {
     return a;
 }
 
+std::vector<unsigned char*> planePtrs(const py::array_t<std::uint8_t>& stack, py::ssize_t count) {
+    std::vector<unsigned char*> p(static_cast<std::size_t>(count));
+    const py::ssize_t step = stack.shape(0) ? stack.size() / stack.shape(0) : 0;
+    for (py::ssize_t k = 0; k < count; ++k)
+        p[static_cast<std::size_t>(k)] = const_cast<unsigned char*>(stack.data()) + k * step;
+    return p;
+}
+
 PointMap pointMap(Handle& h, const char* member, const py::object& X, const py::object& Y, const py::object& Z,
                   const py::object& mask, const py::object& out) {
     PointMap p;
@@ -183,17 +203,20 @@ void Handle::requireCalibration(const char* member) const {
 }
 
 void Handle::require(const char* member, Table t) const {
-    static const char* const builder[TableCount] = {
-        "CalKR()", "CalRectifyMap1(True)", "CalRectifyMap1(False)", "CalRectifyMap2(True)", "CalRectifyMap2(False)",
-        "MatchI", "MatchII"};
-    static const char* const what[TableCount] = {
-        "the stereo geometry", "camera 1's rectification map", "camera 2's rectification map",
-        "camera 1's undistortion map", "camera 2's undistortion map", "the integer match tables",
-        "the sub-pixel match table"};
+    static const char* const builder[TableCount] = {"CalKR()",
+                                                    "CalRectifyMap1(True)",
+                                                    "CalRectifyMap1(False)",
+                                                    "CalRectifyMap2(True)",
+                                                    "CalRectifyMap2(False)",
+                                                    "MatchI",
+                                                    "MatchII"};
+    static const char* const what[TableCount] = {"the stereo geometry",          "camera 1's rectification map",
+                                                 "camera 2's rectification map", "camera 1's undistortion map",
+                                                 "camera 2's undistortion map",  "the integer match tables",
+                                                 "the sub-pixel match table"};
     roi(member);
     const TableState& s = tables_[t];
-    if (!s.built)
-        setupError(member, std::string("needs ") + what[t] + ": call " + builder[t] + " first");
+    if (!s.built) setupError(member, std::string("needs ") + what[t] + ": call " + builder[t] + " first");
     if (s.roi.width != roi_.width || s.roi.height != roi_.height)
         setupError(member, std::string(what[t]) + " was built for a " + std::to_string(s.roi.width) + " x " +
                                std::to_string(s.roi.height) + " ROI, the ROI is now " + std::to_string(roi_.width) +

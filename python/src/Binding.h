@@ -37,9 +37,9 @@ std::string describe(const py::array& a);
 [[noreturn]] void setupError(const std::string& member, const std::string& what);
 // Kernel sizes follow sigma and half-width arguments; beyond these limits the working storage alone
 // would exhaust the machine, so they raise ValueError instead (NaN passes: the library treats it).
-constexpr double kMaxSigma = 10000.0;        // Gaussian sigmas (pixels): radius 1.5 sigma
-constexpr int kMaxSpatialSigma = 1024;       // bilateral filter: (3 sigma + 1)^2 kernel
-constexpr int kMaxHalfWindow = 1 << 20;      // line smoothing taps
+constexpr double kMaxSigma = 10000.0;    // Gaussian sigmas (pixels): radius 1.5 sigma
+constexpr int kMaxSpatialSigma = 1024;   // bilateral filter: (3 sigma + 1)^2 kernel
+constexpr int kMaxHalfWindow = 1 << 20;  // line smoothing taps
 void atMost(const char* member, const char* arg, double value, double limit);
 
 template <class T>
@@ -74,9 +74,12 @@ py::array_t<T> arrayFrom(const V& v, const Shape& shape) {
     return a;
 }
 
+// Pointers to the first `count` planes of a C-contiguous (planes, ...) stack, as the library's
+// stack arguments want them (the library does not write through those of input stacks).
+std::vector<unsigned char*> planePtrs(const py::array_t<std::uint8_t>& stack, py::ssize_t count);
+
 // bool arrays of the library are one byte per entry, like numpy's bool_.
 inline bool* boolPtr(py::array_t<bool>& a) { return a.mutable_data(); }
-
 
 struct RoiSize {
     int width = 0, height = 0;

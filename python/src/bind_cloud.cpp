@@ -48,7 +48,8 @@ void bindCloud(HandleClass& c) {
         "CloudSmooth",
         [](Handle& h, const py::object& map, int r, float radius, const py::object& out) {
             const RoiSize roi = h.roi("CloudSmooth");
-            auto in = need<double>("CloudSmooth", "map", map, Shape{static_cast<py::ssize_t>(roi.width) * roi.height, 3});
+            auto in =
+                need<double>("CloudSmooth", "map", map, Shape{static_cast<py::ssize_t>(roi.width) * roi.height, 3});
             auto res = output<double>("CloudSmooth", "map", out, Shape{in.shape(0), 3}, &in);
             Point3dList list = toList3(res);
             h.run("CloudSmooth", roi, [&] { h.algo.CloudSmooth(list, r, radius); });

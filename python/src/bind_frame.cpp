@@ -23,25 +23,29 @@ Record recordArg(const char* member, const char* arg, const py::object& obj, con
 }  // namespace
 
 void bindFrame(HandleClass& c) {
-    c.def("GetSdkVersionString",
-          [](Handle& h) {
-              std::string v;
-              h.algo.GetSdkVersionString(v);
-              return v;
-          },
-          "The library's version text.");
-    c.def("GetROIInfoWidth", [](Handle& h) { return h.algo.GetROIInfoWidth(); }, "Width of the ROI in force.");
-    c.def("GetROIInfoHeight", [](Handle& h) { return h.algo.GetROIInfoHeight(); }, "Height of the ROI in force.");
-    c.def("GetROIInfoOffsetX", [](Handle& h) { return h.algo.GetROIInfoOffsetX(); }, "Sensor column of the ROI.");
-    c.def("GetROIInfoOffsetY", [](Handle& h) { return h.algo.GetROIInfoOffsetY(); }, "Sensor row of the ROI.");
+    c.def(
+        "GetSdkVersionString",
+        [](Handle& h) {
+            std::string v;
+            h.algo.GetSdkVersionString(v);
+            return v;
+        },
+        "The library's version text.");
+    c.def(
+        "GetROIInfoWidth", [](Handle& h) { return h.algo.GetROIInfoWidth(); }, "Width of the ROI in force.");
+    c.def(
+        "GetROIInfoHeight", [](Handle& h) { return h.algo.GetROIInfoHeight(); }, "Height of the ROI in force.");
+    c.def(
+        "GetROIInfoOffsetX", [](Handle& h) { return h.algo.GetROIInfoOffsetX(); }, "Sensor column of the ROI.");
+    c.def(
+        "GetROIInfoOffsetY", [](Handle& h) { return h.algo.GetROIInfoOffsetY(); }, "Sensor row of the ROI.");
     c.def(
         "SetROIInfo",
         [](Handle& h, const py::object& info) {
             tagXeloraAlgoROIInfo r = recordArg<tagXeloraAlgoROIInfo>("SetROIInfo", "info", info, "ROI");
             if (r.width < 1 || r.height < 1 || r.width > 65536 || r.height > 65536 ||
                 static_cast<long long>(r.width) * r.height > (1LL << 28))
-                valueError("SetROIInfo", "info",
-                           "an ROI of width and height 1 ... 65536 and at most 2^28 pixels",
+                valueError("SetROIInfo", "info", "an ROI of width and height 1 ... 65536 and at most 2^28 pixels",
                            "width " + std::to_string(r.width) + ", height " + std::to_string(r.height));
             if (r.offsetX < 0 || r.offsetY < 0)
                 valueError("SetROIInfo", "info", "non-negative offsets",

@@ -9,8 +9,8 @@
 namespace xpy {
 namespace {
 
-using Decoder = void (XELORAALGO::XeloraAlgo::*)(bool*, float*, float*, unsigned char** const, const bool&,
-                                                 const bool&, const int&, const float&, float*);
+using Decoder = void (XELORAALGO::XeloraAlgo::*)(bool*, float*, float*, unsigned char** const, const bool&, const bool&,
+                                                 const int&, const float&, float*);
 
 py::tuple decode(Handle& h, const char* member, Decoder fn, int planes, const py::object& images, bool ignoredFlag,
                  bool smoothPhase, int smoothRounds, float smoothSigma, const py::object& out) {

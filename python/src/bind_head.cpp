@@ -26,8 +26,8 @@ struct ScanResult {
 std::vector<xscan::Plane8> planes(const char* arg, const py::object& obj, int h, int w) {
     auto a = need<std::uint8_t>("Head.scan", arg, obj, Shape{-1, h, w});
     if (a.shape(0) != 11 && a.shape(0) != 18)
-        valueError("Head.scan", arg, "a stack of 11 or 18 planes of shape (" + std::to_string(h) + ", " +
-                                         std::to_string(w) + ")",
+        valueError("Head.scan", arg,
+                   "a stack of 11 or 18 planes of shape (" + std::to_string(h) + ", " + std::to_string(w) + ")",
                    describe(a));
     std::vector<xscan::Plane8> p(static_cast<std::size_t>(a.shape(0)));
     const std::size_t n = static_cast<std::size_t>(h) * w;
@@ -41,70 +41,99 @@ void bindHead(py::module_& m) {
     py::class_<ScanResult>(m, "ScanResult",
                            "Result of Head.scan: the point map on camera 1's undistorted grid after the filter "
                            "chain, and the cloud that save_ply writes.")
-        .def_property_readonly("width", [](const ScanResult& s) { return s.r->width; }, "map width")
-        .def_property_readonly("height", [](const ScanResult& s) { return s.r->height; }, "map height")
-        .def_property_readonly("X", [](const ScanResult& s) { return arrayFrom<float>(s.r->X, Shape{s.r->height, s.r->width}); },
-                               "X of every pixel, float32 (h, w), mm in camera 1's frame, 0 without a point")
-        .def_property_readonly("Y", [](const ScanResult& s) { return arrayFrom<float>(s.r->Y, Shape{s.r->height, s.r->width}); },
-                               "Y of every pixel, float32 (h, w)")
-        .def_property_readonly("Z", [](const ScanResult& s) { return arrayFrom<float>(s.r->Z, Shape{s.r->height, s.r->width}); },
-                               "depth Z of every pixel, float32 (h, w)")
-        .def_property_readonly("mask",
-                               [](const ScanResult& s) { return arrayFrom<bool>(s.r->valid, Shape{s.r->height, s.r->width}); },
-                               "True where a pixel has a point, bool (h, w)")
-        .def_property_readonly("count", [](const ScanResult& s) { return s.r->count; }, "number of valid points")
-        .def_property_readonly("raw_Z",
-                               [](const ScanResult& s) { return arrayFrom<float>(s.r->rawZ, Shape{s.r->height, s.r->width}); },
-                               "depth straight out of CalPoint, before the filter chain")
-        .def_property_readonly("raw_mask",
-                               [](const ScanResult& s) { return arrayFrom<bool>(s.r->rawValid, Shape{s.r->height, s.r->width}); },
-                               "validity straight out of CalPoint")
-        .def_property_readonly("coloured", [](const ScanResult& s) { return s.r->coloured; },
-                               "True when the cloud carries the colour camera's colours (else grey)")
-        .def("points",
-             [](const ScanResult& s) {
-                 const auto& r = *s.r;
-                 py::array_t<float> a(Shape{r.count, 3});
-                 float* p = a.mutable_data();
-                 for (std::size_t i = 0; i < r.valid.size(); ++i)
-                     if (r.valid[i]) {
-                         *p++ = r.X[i];
-                         *p++ = r.Y[i];
-                         *p++ = r.Z[i];
-                     }
-                 return a;
-             },
-             "The valid pixels' points, (N, 3) float32, in row-major pixel order.")
-        .def("cloud",
-             [](const ScanResult& s) {
-                 const auto& c = s.r->cloud;
-                 py::array_t<float> xyz(Shape{static_cast<py::ssize_t>(c.size()), 3});
-                 py::array_t<std::uint8_t> rgb(Shape{static_cast<py::ssize_t>(c.size()), 3});
-                 for (std::size_t i = 0; i < c.size(); ++i) {
-                     float* q = xyz.mutable_data() + 3 * i;
-                     std::uint8_t* k = rgb.mutable_data() + 3 * i;
-                     q[0] = c[i].x, q[1] = c[i].y, q[2] = c[i].z;
-                     k[0] = c[i].r, k[1] = c[i].g, k[2] = c[i].b;
-                 }
-                 return py::make_tuple(xyz, rgb);
-             },
-             "The cloud save_ply writes: ((N, 3) float32 points, (N, 3) uint8 colours).")
-        .def_property_readonly("timings",
-                               [](const ScanResult& s) {
-                                   py::list l;
-                                   for (const auto& t : s.r->timings) l.append(py::make_tuple(t.stage, t.ms));
-                                   return l;
-                               },
-                               "(stage, milliseconds) of each pipeline stage")
-        .def("save_ply",
-             [](const ScanResult& s, const std::string& path) {
-                 try {
-                     xscan::writePly(path, s.r->cloud, true);
-                 } catch (const xscan::InputError& e) {
-                     throw py::value_error(std::string("save_ply: ") + e.what());
-                 }
-             },
-             py::arg("path"), "Writes the cloud as binary little-endian PLY with colours, as xelora-scan does.");
+        .def_property_readonly(
+            "width", [](const ScanResult& s) { return s.r->width; }, "map width")
+        .def_property_readonly(
+            "height", [](const ScanResult& s) { return s.r->height; }, "map height")
+        .def_property_readonly(
+            "X",
+            [](const ScanResult& s) {
+                return arrayFrom<float>(s.r->X, Shape{s.r->height, s.r->width});
+            },
+            "X of every pixel, float32 (h, w), mm in camera 1's frame, 0 without a point")
+        .def_property_readonly(
+            "Y",
+            [](const ScanResult& s) {
+                return arrayFrom<float>(s.r->Y, Shape{s.r->height, s.r->width});
+            },
+            "Y of every pixel, float32 (h, w)")
+        .def_property_readonly(
+            "Z",
+            [](const ScanResult& s) {
+                return arrayFrom<float>(s.r->Z, Shape{s.r->height, s.r->width});
+            },
+            "depth Z of every pixel, float32 (h, w)")
+        .def_property_readonly(
+            "mask",
+            [](const ScanResult& s) {
+                return arrayFrom<bool>(s.r->valid, Shape{s.r->height, s.r->width});
+            },
+            "True where a pixel has a point, bool (h, w)")
+        .def_property_readonly(
+            "count", [](const ScanResult& s) { return s.r->count; }, "number of valid points")
+        .def_property_readonly(
+            "raw_Z",
+            [](const ScanResult& s) {
+                return arrayFrom<float>(s.r->rawZ, Shape{s.r->height, s.r->width});
+            },
+            "depth straight out of CalPoint, before the filter chain")
+        .def_property_readonly(
+            "raw_mask",
+            [](const ScanResult& s) {
+                return arrayFrom<bool>(s.r->rawValid, Shape{s.r->height, s.r->width});
+            },
+            "validity straight out of CalPoint")
+        .def_property_readonly(
+            "coloured", [](const ScanResult& s) { return s.r->coloured; },
+            "True when the cloud carries the colour camera's colours (else grey)")
+        .def(
+            "points",
+            [](const ScanResult& s) {
+                const auto& r = *s.r;
+                py::array_t<float> a(Shape{r.count, 3});
+                float* p = a.mutable_data();
+                for (std::size_t i = 0; i < r.valid.size(); ++i)
+                    if (r.valid[i]) {
+                        *p++ = r.X[i];
+                        *p++ = r.Y[i];
+                        *p++ = r.Z[i];
+                    }
+                return a;
+            },
+            "The valid pixels' points, (N, 3) float32, in row-major pixel order.")
+        .def(
+            "cloud",
+            [](const ScanResult& s) {
+                const auto& c = s.r->cloud;
+                py::array_t<float> xyz(Shape{static_cast<py::ssize_t>(c.size()), 3});
+                py::array_t<std::uint8_t> rgb(Shape{static_cast<py::ssize_t>(c.size()), 3});
+                for (std::size_t i = 0; i < c.size(); ++i) {
+                    float* q = xyz.mutable_data() + 3 * i;
+                    std::uint8_t* k = rgb.mutable_data() + 3 * i;
+                    q[0] = c[i].x, q[1] = c[i].y, q[2] = c[i].z;
+                    k[0] = c[i].r, k[1] = c[i].g, k[2] = c[i].b;
+                }
+                return py::make_tuple(xyz, rgb);
+            },
+            "The cloud save_ply writes: ((N, 3) float32 points, (N, 3) uint8 colours).")
+        .def_property_readonly(
+            "timings",
+            [](const ScanResult& s) {
+                py::list l;
+                for (const auto& t : s.r->timings) l.append(py::make_tuple(t.stage, t.ms));
+                return l;
+            },
+            "(stage, milliseconds) of each pipeline stage")
+        .def(
+            "save_ply",
+            [](const ScanResult& s, const std::string& path) {
+                try {
+                    xscan::writePly(path, s.r->cloud, true);
+                } catch (const xscan::InputError& e) {
+                    throw py::value_error(std::string("save_ply: ") + e.what());
+                }
+            },
+            py::arg("path"), "Writes the cloud as binary little-endian PLY with colours, as xelora-scan does.");
 
     py::class_<Head>(m, "Head",
                      "A sensor head: its calibration and the ROI its images cover. scan() and profile() run the "
@@ -122,13 +151,14 @@ void bindHead(py::module_& m) {
                  return h;
              }),
              py::arg("calibration"), py::arg("roi"), "Head(calibration, roi).")
-        .def_property_readonly("calibration", [](const Head& h) { return h.calib.record; }, "the calibration")
-        .def_property_readonly("roi",
-                               [](const Head& h) {
-                                   return tagXeloraAlgoROIInfo{h.calib.offsetX, h.calib.offsetY, h.calib.width,
-                                                               h.calib.height};
-                               },
-                               "the ROI the images cover")
+        .def_property_readonly(
+            "calibration", [](const Head& h) { return h.calib.record; }, "the calibration")
+        .def_property_readonly(
+            "roi",
+            [](const Head& h) {
+                return tagXeloraAlgoROIInfo{h.calib.offsetX, h.calib.offsetY, h.calib.width, h.calib.height};
+            },
+            "the ROI the images cover")
         .def(
             "scan",
             [](const Head& h, const py::object& cam1, const py::object& cam2, const py::object& colour, bool bilateral,

@@ -10,14 +10,6 @@
 namespace xpy {
 namespace {
 
-std::vector<unsigned char*> planes(const py::array_t<std::uint8_t>& stack, py::ssize_t count) {
-    std::vector<unsigned char*> p(static_cast<std::size_t>(count));
-    const py::ssize_t step = count ? stack.size() / stack.shape(0) : 0;
-    for (py::ssize_t k = 0; k < count; ++k)
-        p[static_cast<std::size_t>(k)] = const_cast<unsigned char*>(stack.data()) + k * step;
-    return p;
-}
-
 using StackFn = void (XELORAALGO::XeloraAlgo::*)(unsigned char** const, unsigned char** const, const int&, const int&,
                                                  const int&);
 
@@ -30,7 +22,7 @@ void defDownSampling(HandleClass& c, const char* name, StackFn fn, const char* d
             if (H % 2 || W2 % 2 || count > (1 << 20) || H > 65536 || W2 > 131072)
                 valueError(name, "src", "a (count, H, 2W) uint8 stack with H and 2W even", describe(s));
             auto dst = output<std::uint8_t>(name, "dst", out, Shape{count, H / 2, W2 / 2});
-            auto sp = planes(s, count), dp = planes(dst, count);
+            auto sp = planePtrs(s, count), dp = planePtrs(dst, count);
             const int n = static_cast<int>(count), W = static_cast<int>(W2 / 2), Hi = static_cast<int>(H);
             h.runAny([&] { (h.algo.*fn)(sp.data(), dp.data(), n, W, Hi); });
             return dst;
@@ -48,8 +40,7 @@ void bindImagingColour(HandleClass& c) {
             h.requireCalibration("CalRGB");
             PointMap p = pointMap(h, "CalRGB", X, Y, Z, mask, out);
             h.run("CalRGB", p.r, [&] {
-                h.algo.CalRGB(p.X.mutable_data(), p.Y.mutable_data(), p.Z.mutable_data(), boolPtr(p.mask), zMin,
-                              zMax);
+                h.algo.CalRGB(p.X.mutable_data(), p.Y.mutable_data(), p.Z.mutable_data(), boolPtr(p.mask), zMin, zMax);
             });
             return py::make_tuple(p.X, p.Y, p.Z, p.mask);
         },
@@ -76,7 +67,7 @@ void bindImagingColour(HandleClass& c) {
             auto o = outTuple(name, out, 2);
             auto da = output<std::uint8_t>(name, "dstA", o[0], Shape{n, r.height, r.width});
             auto db = output<std::uint8_t>(name, "dstB", o[1], Shape{n, r.height, r.width});
-            auto pa = planes(a, n), pb = planes(b, n), qa = planes(da, n), qb = planes(db, n);
+            auto pa = planePtrs(a, n), pb = planePtrs(b, n), qa = planePtrs(da, n), qb = planePtrs(db, n);
             h.run(name, r, [&] {
                 if (!count)
                     h.algo.CalRGBFuse(pa.data(), pb.data(), qa.data(), qb.data());
@@ -115,10 +106,10 @@ void bindImagingColour(HandleClass& c) {
             const char* name = "CalPixelAverage";
             auto img = need<std::uint8_t>(name, "image", image, Shape{-1, -1});
             if (width < 0 || height < 0 || static_cast<long long>(width) * height > img.size())
-                valueError(name, "width, height",
-                           "non-negative sizes with width*height at most the image's " + std::to_string(img.size()) +
-                               " bytes",
-                           std::to_string(width) + " x " + std::to_string(height));
+                valueError(
+                    name, "width, height",
+                    "non-negative sizes with width*height at most the image's " + std::to_string(img.size()) + " bytes",
+                    std::to_string(width) + " x " + std::to_string(height));
             return h.runAny([&] {
                 return h.algo.CalPixelAverage(const_cast<unsigned char*>(img.data()), width, height, threshold);
             });
@@ -151,9 +142,8 @@ void bindImagingColour(HandleClass& c) {
             const RoiSize r = h.roi(name);
             auto in = need<std::uint8_t>(name, "input", input, Shape{2 * r.height, r.width});
             auto res = output<std::uint8_t>(name, "output", out, Shape{2 * r.height, r.width});
-            h.run(name, r, [&] {
-                h.algo.CalcImageBuffer(const_cast<unsigned char*>(in.data()), res.mutable_data(), enable);
-            });
+            h.run(name, r,
+                  [&] { h.algo.CalcImageBuffer(const_cast<unsigned char*>(in.data()), res.mutable_data(), enable); });
             return res;
         },
         py::arg("input"), py::arg("enable"), py::kw_only(), py::arg("out") = py::none(),

@@ -10,14 +10,6 @@
 namespace xpy {
 namespace {
 
-std::vector<unsigned char*> framePtrs(const py::array_t<std::uint8_t>& stack) {
-    std::vector<unsigned char*> p(static_cast<std::size_t>(stack.shape(0)));
-    const py::ssize_t step = stack.shape(0) ? stack.size() / stack.shape(0) : 0;
-    for (std::size_t k = 0; k < p.size(); ++k)
-        p[k] = const_cast<unsigned char*>(stack.data()) + static_cast<py::ssize_t>(k) * step;
-    return p;
-}
-
 void checkPairCount(const char* member, int pairCount) {
     if (pairCount < 1 || pairCount > 3) valueError(member, "pairCount", "1 ... 3", std::to_string(pairCount));
 }
@@ -28,8 +20,8 @@ using HdrFn = void (XELORAALGO::XeloraAlgo::*)(unsigned char** const, const int&
 void defHdr(HandleClass& c, const char* name, HdrFn fn, const char* doc) {
     c.def(
         name,
-        [name, fn](Handle& h, const py::object& captures, int mode, const py::object& times, int pairCount,
-                   int divisor, int target, int lower, int upper) {
+        [name, fn](Handle& h, const py::object& captures, int mode, const py::object& times, int pairCount, int divisor,
+                   int target, int lower, int upper) {
             const RoiSize r = h.roi(name);
             auto cap = need<std::uint8_t>(name, "captures", captures, Shape{3, 2 * r.height, r.width});
             checkPairCount(name, pairCount);
@@ -39,11 +31,10 @@ void defHdr(HandleClass& c, const char* name, HdrFn fn, const char* doc) {
                            describe(t));
             if (divisor < 2) valueError(name, "divisor", "at least 2", std::to_string(divisor));
             std::vector<double> e(t.data(), t.data() + t.shape(0));
-            auto p = framePtrs(cap);
+            auto p = planePtrs(cap, cap.shape(0));
             int results[2] = {0, 0};
-            h.run(name, r, [&] {
-                (h.algo.*fn)(p.data(), mode, e.data(), pairCount, divisor, target, lower, upper, results);
-            });
+            h.run(name, r,
+                  [&] { (h.algo.*fn)(p.data(), mode, e.data(), pairCount, divisor, target, lower, upper, results); });
             return py::make_tuple(results[0], results[1]);
         },
         py::arg("captures"), py::arg("mode"), py::arg("exposureTimes"), py::arg("pairCount"), py::arg("divisor"),
@@ -64,7 +55,7 @@ void bindImagingExposure(HandleClass& c) {
             checkPairCount(name, pairCount);
             if (t.shape(0) < 3) valueError(name, "exposureTimes", "at least 3 entries", describe(t));
             auto res = output<double>(name, "exposureTimes", out, Shape{t.shape(0)}, &t);
-            auto p = framePtrs(cap);
+            auto p = planePtrs(cap, cap.shape(0));
             const int e = h.run(name, r, [&] {
                 return h.algo.AutoExposure(p.data(), res.mutable_data(), pairCount, target, lower, upper, current);
             });
@@ -93,9 +84,11 @@ void bindImagingExposure(HandleClass& c) {
             const int r8 = static_cast<int>(0.875f * static_cast<float>(r.height));
             const int c8 = static_cast<int>(0.875f * static_cast<float>(r.width));
             if (r1 < sw || c1 < sw || r8 - sw + 49 >= r.height || c8 - sw + 49 >= r.width)
-                setupError(name, "the map form samples 50 x 50 windows at 1/8 ... 7/8 of the ROI, which do not fit "
-                                 "into a " + std::to_string(r.width) + " x " + std::to_string(r.height) +
-                                     " ROI (at least about 400 x 400 is needed)");
+                setupError(name,
+                           "the map form samples 50 x 50 windows at 1/8 ... 7/8 of the ROI, which do not fit "
+                           "into a " +
+                               std::to_string(r.width) + " x " + std::to_string(r.height) +
+                               " ROI (at least about 400 x 400 is needed)");
             return h.run(name, r, [&] {
                 return h.algo.AutoExposure(current, const_cast<float*>(a.data()), const_cast<float*>(b.data()),
                                            const_cast<float*>(cc.data()), const_cast<float*>(d.data()), lower, upper,
@@ -119,8 +112,8 @@ void bindImagingExposure(HandleClass& c) {
                                                     current);
             });
         },
-        py::arg("image1"), py::arg("image2"), py::arg("lower"), py::arg("upper"), py::arg("target"),
-        py::arg("current"), "One feedback step on the mean grey level of the two cameras' (h, w) uint8 images.");
+        py::arg("image1"), py::arg("image2"), py::arg("lower"), py::arg("upper"), py::arg("target"), py::arg("current"),
+        "One feedback step on the mean grey level of the two cameras' (h, w) uint8 images.");
     c.def(
         "GetTh",
         [](Handle& h, const py::object& values, int lower, int upper) {
@@ -133,8 +126,7 @@ void bindImagingExposure(HandleClass& c) {
     defHdr(c, "AutoHDR1", &XELORAALGO::XeloraAlgo::AutoHDR1,
            "Proposes (short, long) exposures from three two-camera captures (3, 2h, w) uint8 at the float64 "
            "exposureTimes (levels normalised to the first capture).");
-    defHdr(c, "AutoHDR2", &XELORAALGO::XeloraAlgo::AutoHDR2,
-           "As AutoHDR1, without normalising the mean levels.");
+    defHdr(c, "AutoHDR2", &XELORAALGO::XeloraAlgo::AutoHDR2, "As AutoHDR1, without normalising the mean levels.");
     c.def(
         "CalHDRFuse",
         [](Handle& h, const py::object& shortSeq, const py::object& longSeq, std::optional<int> count,
@@ -152,7 +144,7 @@ void bindImagingExposure(HandleClass& c) {
             auto o = outTuple(name, out, 2);
             auto o1 = output<std::uint8_t>(name, "out1", o[0], Shape{n, r.height, r.width});
             auto o2 = output<std::uint8_t>(name, "out2", o[1], Shape{n, r.height, r.width});
-            auto ps = framePtrs(s), pl = framePtrs(l), q1 = framePtrs(o1), q2 = framePtrs(o2);
+            auto ps = planePtrs(s, n), pl = planePtrs(l, n), q1 = planePtrs(o1, n), q2 = planePtrs(o2, n);
             h.run(name, r, [&] { h.algo.CalHDRFuse(ps.data(), pl.data(), q1.data(), q2.data(), n); });
             return py::make_tuple(o1, o2);
         },

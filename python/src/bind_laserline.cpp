@@ -35,7 +35,8 @@ Pairing pairing(Handle& h, const char* member, const py::object& points1, const 
     auto m = need<std::int32_t>(member, "matches", matches, Shape{n});
     p.matches.assign(m.data(), m.data() + n);
     for (py::ssize_t i = 0; i < n; ++i)
-        if (p.mask.data()[i] && (p.matches[static_cast<std::size_t>(i)] < 0 || p.matches[static_cast<std::size_t>(i)] >= n))
+        if (p.mask.data()[i] &&
+            (p.matches[static_cast<std::size_t>(i)] < 0 || p.matches[static_cast<std::size_t>(i)] >= n))
             valueError(member, "matches", "a row 0 ... " + std::to_string(n - 1) + " for every row with mask set",
                        std::to_string(p.matches[static_cast<std::size_t>(i)]) + " at row " + std::to_string(i));
     return p;
@@ -75,8 +76,8 @@ void bindLaserline(HandleClass& c) {
         [](Handle& h, int row, const std::vector<int>& positions, const std::vector<int>& weights,
            const py::object& centre) {
             if (weights.size() < positions.size())
-                valueError("CalLineCenter", "weights", "at least as many entries as positions (" +
-                                                           std::to_string(positions.size()) + ")",
+                valueError("CalLineCenter", "weights",
+                           "at least as many entries as positions (" + std::to_string(positions.size()) + ")",
                            std::to_string(weights.size()) + " entries");
             std::array<double, 2> cc = pair2("CalLineCenter", "centre", centre);
             h.runAny([&] { h.algo.CalLineCenter(row, positions, weights, cc); });
@@ -198,9 +199,8 @@ void bindLaserline(HandleClass& c) {
            const py::object& matches) {
             Pairing p = pairing(h, "Calpoint", points1, points2, mask, matches);
             Point3dList cloud, pixelDepth;
-            h.run("Calpoint", p.r, [&] {
-                h.algo.Calpoint(p.p1, p.p2, const_cast<bool*>(p.mask.data()), p.matches, cloud, pixelDepth);
-            });
+            h.run("Calpoint", p.r,
+                  [&] { h.algo.Calpoint(p.p1, p.p2, const_cast<bool*>(p.mask.data()), p.matches, cloud, pixelDepth); });
             return py::make_tuple(newList(cloud), newList(pixelDepth));
         },
         py::arg("points1"), py::arg("points2"), py::arg("mask"), py::arg("matches"),

@@ -20,7 +20,8 @@ struct Field {
     const char* doc;
 };
 
-#define XPY_FIELD(n, r, c, d) {#n, offsetof(tagXeloraAlgoCalibrationInfo, n) / sizeof(double), r, c, d}
+#define XPY_FIELD(n, r, c, d) \
+    { #n, offsetof(tagXeloraAlgoCalibrationInfo, n) / sizeof(double), r, c, d }
 const Field kFields[] = {
     XPY_FIELD(K1, 3, 3, "camera matrix of camera 1 (fx, cx, fy, cy in sensor pixels)"),
     XPY_FIELD(K2, 3, 3, "camera matrix of camera 2"),
@@ -82,8 +83,9 @@ void fillFromMapping(const char* member, tagXeloraAlgoCalibrationInfo& c, const 
         bool meta = false;
         for (const char* k : kJsonMeta) meta = meta || (allowMeta && key == k);
         if (!meta)
-            valueError(member, key, "one of the record's fields (K1, K2, D1, D2, R, T, auxMatrixA, Tinv, auxMatrixB, "
-                                    "K3, D3, R3, T3, RLine, TLine, auxVector, F)",
+            valueError(member, key,
+                       "one of the record's fields (K1, K2, D1, D2, R, T, auxMatrixA, Tinv, auxMatrixB, "
+                       "K3, D3, R3, T3, RLine, TLine, auxVector, F)",
                        "an unknown name");
     }
 }
@@ -97,7 +99,7 @@ tagXeloraAlgoROIInfo roiFromDict(const char* member, const py::dict& d) {
     tagXeloraAlgoROIInfo r{};
     for (auto item : d) {
         const std::string key = py::str(item.first).cast<std::string>();
-        std::int32_t* slot = key == "offsetX" ? &r.offsetX
+        std::int32_t* slot = key == "offsetX"   ? &r.offsetX
                              : key == "offsetY" ? &r.offsetY
                              : key == "width"   ? &r.width
                              : key == "height"  ? &r.height
@@ -140,16 +142,17 @@ void bindRecords(py::module_& m) {
         .def_readwrite("offsetY", &tagXeloraAlgoROIInfo::offsetY, "sensor row of the ROI's top edge")
         .def_readwrite("width", &tagXeloraAlgoROIInfo::width, "columns of every per-pixel map")
         .def_readwrite("height", &tagXeloraAlgoROIInfo::height, "rows of every per-pixel map")
-        .def("to_dict",
-             [](const tagXeloraAlgoROIInfo& r) {
-                 py::dict d;
-                 d["offsetX"] = r.offsetX;
-                 d["offsetY"] = r.offsetY;
-                 d["width"] = r.width;
-                 d["height"] = r.height;
-                 return d;
-             },
-             "The four fields as a dict.")
+        .def(
+            "to_dict",
+            [](const tagXeloraAlgoROIInfo& r) {
+                py::dict d;
+                d["offsetX"] = r.offsetX;
+                d["offsetY"] = r.offsetY;
+                d["width"] = r.width;
+                d["height"] = r.height;
+                return d;
+            },
+            "The four fields as a dict.")
         .def("__eq__",
              [](const tagXeloraAlgoROIInfo& a, const tagXeloraAlgoROIInfo& b) {
                  return a.offsetX == b.offsetX && a.offsetY == b.offsetY && a.width == b.width && a.height == b.height;
@@ -164,12 +167,12 @@ void bindRecords(py::module_& m) {
         "Calibration of the sensor head: 111 doubles in 17 named fields. Each field reads as a numpy view "
         "onto the record (3 x 3 matrices, vectors of 3 or 5), so assigning into it changes the record.");
     cal.def(py::init([](const py::kwargs& kw) {
-                 tagXeloraAlgoCalibrationInfo c{};
-                 fillFromMapping("Calibration", c, kw, false);
-                 return c;
-             }),
-             "Calibration(**fields): every field given by name (a sequence or array of its 9, 5 or 3 numbers; "
-             "matrices also as 3 x 3); fields not given are zero.")
+                tagXeloraAlgoCalibrationInfo c{};
+                fillFromMapping("Calibration", c, kw, false);
+                return c;
+            }),
+            "Calibration(**fields): every field given by name (a sequence or array of its 9, 5 or 3 numbers; "
+            "matrices also as 3 x 3); fields not given are zero.")
         .def(py::init([](const py::dict& d) {
                  tagXeloraAlgoCalibrationInfo c{};
                  fillFromMapping("Calibration", c, d, true);
@@ -178,20 +181,21 @@ void bindRecords(py::module_& m) {
              py::arg("fields"),
              "Calibration from a dict of fields, such as json.load() of a calibration file (its format, version, "
              "image size and ROI offset keys are ignored).")
-        .def_static("from_json", [](const std::string& path) { return py::object(readJson(path)[0]); }, py::arg("path"),
-                    "Reads the calibration JSON file of xelora-scan (ValueError naming the file on any problem).")
-        .def("to_dict",
-             [](tagXeloraAlgoCalibrationInfo& c) {
-                 py::dict d;
-                 for (const Field& f : kFields)
-                     d[f.name] = py::array_t<double>(f.cols ? Shape{f.rows, f.cols} : Shape{f.rows}, fieldPtr(c, f));
-                 return d;
-             },
-             "The 17 fields as a dict of new arrays.")
+        .def_static(
+            "from_json", [](const std::string& path) { return py::object(readJson(path)[0]); }, py::arg("path"),
+            "Reads the calibration JSON file of xelora-scan (ValueError naming the file on any problem).")
+        .def(
+            "to_dict",
+            [](tagXeloraAlgoCalibrationInfo& c) {
+                py::dict d;
+                for (const Field& f : kFields)
+                    d[f.name] = py::array_t<double>(f.cols ? Shape{f.rows, f.cols} : Shape{f.rows}, fieldPtr(c, f));
+                return d;
+            },
+            "The 17 fields as a dict of new arrays.")
         .def("__repr__", [](const tagXeloraAlgoCalibrationInfo& c) {
-            return "Calibration(fx1=" + std::to_string(c.K1[0]) + ", fx2=" + std::to_string(c.K2[0]) +
-                   ", T=(" + std::to_string(c.T[0]) + ", " + std::to_string(c.T[1]) + ", " + std::to_string(c.T[2]) +
-                   "))";
+            return "Calibration(fx1=" + std::to_string(c.K1[0]) + ", fx2=" + std::to_string(c.K2[0]) + ", T=(" +
+                   std::to_string(c.T[0]) + ", " + std::to_string(c.T[1]) + ", " + std::to_string(c.T[2]) + "))";
         });
     for (const Field& fld : kFields) {
         const Field* f = &fld;
@@ -201,8 +205,7 @@ void bindRecords(py::module_& m) {
                 auto& c = self.cast<tagXeloraAlgoCalibrationInfo&>();
                 return fieldView(c, *f, self);
             },
-            [f](tagXeloraAlgoCalibrationInfo& c, const py::object& v) { setField("Calibration", c, *f, v); },
-            f->doc);
+            [f](tagXeloraAlgoCalibrationInfo& c, const py::object& v) { setField("Calibration", c, *f, v); }, f->doc);
     }
 
     m.def("read_calibration_json", &readJson, py::arg("path"),

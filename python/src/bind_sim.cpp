@@ -58,13 +58,16 @@ void bindSim(py::module_& m) {
         .def_readonly("seen", &Rendering::seen, "True where the point is seen by both cameras and lit by the projector")
         .def_readonly("laser_seen", &Rendering::laser_seen, "True where the laser stripe is visible in both cameras")
         .def_readonly("calibration", &Rendering::calibration, "the head's calibration (xelora.Calibration)")
-        .def_property_readonly("roi",
-                               [](const Rendering& r) { return XELORAALGO::tagXeloraAlgoROIInfo{0, 0, r.width, r.height}; },
-                               "the ROI the images cover (the whole sensor)");
+        .def_property_readonly(
+            "roi",
+            [](const Rendering& r) {
+                return XELORAALGO::tagXeloraAlgoROIInfo{0, 0, r.width, r.height};
+            },
+            "the ROI the images cover (the whole sensor)");
     m.def(
         "render",
-        [](int width, int height, const std::string& scene, double noise, double baseline, bool fringe11,
-           bool fringe18, bool laser, bool colour) {
+        [](int width, int height, const std::string& scene, double noise, double baseline, bool fringe11, bool fringe18,
+           bool laser, bool colour) {
             xscan::SimOptions so;
             so.scene = scene;
             so.width = width;

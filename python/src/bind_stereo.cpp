@@ -60,8 +60,9 @@ MatchArgs matchArgs(Handle& h, const char* member, const py::object& m1, const p
 }  // namespace
 
 void bindStereo(HandleClass& c) {
-    c.def("BiCubicPloy", [](Handle& h, float x) { return h.algo.BiCubicPloy(x); }, py::arg("x"),
-          "Cubic convolution kernel (a = -0.5) at x.");
+    c.def(
+        "BiCubicPloy", [](Handle& h, float x) { return h.algo.BiCubicPloy(x); }, py::arg("x"),
+        "Cubic convolution kernel (a = -0.5) at x.");
     defCubic(c, "InterpCubic1", &XeloraAlgo::InterpCubic1, Handle::RectMap1,
              "Cubic resampling of a float32 (h, w) map of camera 1 onto its rectified grid; needs "
              "CalRectifyMap1(True).");

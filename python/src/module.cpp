@@ -57,7 +57,8 @@ PYBIND11_MODULE(_xelora, m) {
     bindCloud(c);
     bindFitting(c);
     bindHead(m);
-    py::module_ sim = m.def_submodule("sim", "The virtual sensor head: renders pattern, laser and colour images of a "
-                                             "known scene, with its calibration and ground truth.");
+    py::module_ sim = m.def_submodule("sim",
+                                      "The virtual sensor head: renders pattern, laser and colour images of a "
+                                      "known scene, with its calibration and ground truth.");
     bindSim(sim);
 }
