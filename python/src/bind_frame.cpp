@@ -121,6 +121,9 @@ void bindFrame(HandleClass& c) {
         [](Handle& h, bool firstCamera) {
             h.require("CalRectifyMap1", Handle::KR);
             h.run("CalRectifyMap1", h.roi("CalRectifyMap1"), [&] {
+                // Again under the lock: the library reads the angle tables of CalKR unchecked, and
+                // another thread may have released them (DeleteMemory2) since the check above.
+                h.require("CalRectifyMap1", Handle::KR);
                 h.algo.CalRectifyMap1(firstCamera);
                 h.built(firstCamera ? Handle::RectMap1 : Handle::RectMap2);
             });

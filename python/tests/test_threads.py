@@ -97,3 +97,29 @@ def test_other_python_threads_run_while_the_library_works(captures, call):
         if done:
             return
     pytest.fail("no other thread ran during five calls: the GIL is held")
+
+
+def test_a_shared_handle_released_by_another_thread_raises_instead_of_crashing(captures):
+    capture = captures[0]
+    algo = ready(capture)
+    refused = []
+
+    def build():
+        for _ in range(200):
+            try:
+                algo.CalRectifyMap1(True)
+                algo.InterpCubic1(capture.phase1)
+            except RuntimeError as e:
+                refused.append(str(e))
+
+    def release():
+        for _ in range(200):
+            algo.DeleteMemory2()
+            algo.CalKR()
+
+    threads = [threading.Thread(target=build), threading.Thread(target=release)]
+    for t in threads:
+        t.start()
+    for t in threads:
+        t.join()
+    assert all(m.startswith(("CalRectifyMap1: needs", "InterpCubic1: needs")) for m in refused)
