@@ -114,9 +114,8 @@ void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned
         }
     };
 
-    runBands(8, cloud.size(), [&colour](int, std::size_t begin, std::size_t end) { colour(begin, end); });
-    // The last n mod 8 points belong to no band: colour them here, like every other point.
-    colour(bandsEnd(8, cloud.size()), cloud.size());
+    // The last n mod 8 points belong to no band: the calling thread colours them like every other.
+    runBands(bands::kCloudColour, cloud.size(), [&colour](int, std::size_t begin, std::size_t end) { colour(begin, end); });
 }
 
 }  // namespace cloud

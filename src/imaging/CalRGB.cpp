@@ -167,8 +167,7 @@ void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bo
         }
     };
     const std::size_t rows = static_cast<std::size_t>(h);
-    runBands(4, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
-    registerRows(bandsEnd(4, rows), rows);
+    runBands(bands::kColourRegistration, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
 
     for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i] != 0;
 }
