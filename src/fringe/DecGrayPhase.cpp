@@ -94,17 +94,7 @@ inline float unwrapPhase(const Planes& pl, bool reversed, std::size_t i, float p
         bit = bit != g[k];
         w1 = 2 * w1 + (bit ? 1 : 0);
     }
-    const int g6 = g[6] ? 1 : 0;
-    const int w2 = (w1 % 2 == 0) ? w1 + g6 : w1 + 1 - g6;
-    const double wide = static_cast<double>(phi);
-    int w;
-    if (wide <= kHalfPi)
-        w = w2;
-    else if (wide < kThreeHalfPi)
-        w = w1;
-    else
-        w = w2 - 1;
-    return static_cast<float>(w) * kTwoPiF + phi;
+    return static_cast<float>(unwrapPeriod(w1, g[6] ? 1 : 0, phi)) * kTwoPiF + phi;
 }
 
 // Runs fn(i) for every pixel on the decoders' banded workers (leftover pixels on the calling thread).
