@@ -41,12 +41,13 @@ void validate(const SimOptions& s) {
     if (!(s.baseline >= 50) || s.baseline > 400) throw InputError("--baseline", "must be a number of mm in 50 ... 400");
 }
 
-xsim::HeadOptions headOptions(const SimOptions& sim) {
-    xsim::HeadOptions ho;
-    ho.width = sim.width;
-    ho.height = sim.height;
-    ho.baseline = sim.baseline;
-    return ho;
+void prepareSimulation(const SimOptions& sim, Simulation& out) {
+    out.headOptions.width = sim.width;
+    out.headOptions.height = sim.height;
+    out.headOptions.baseline = sim.baseline;
+    out.head = xsim::SensorHead::make(out.headOptions);
+    xsim::Scene::make(sim.scene, out.headOptions.workingDistance, out.scene);
+    out.render.noise = sim.noise;
 }
 
 std::string joinPath(const std::string& a, const std::string& b) {

@@ -10,7 +10,9 @@
 #include <vector>
 
 #include "Pipeline.h"
+#include "Render.h"
 #include "SensorHead.h"
+#include "SimScene.h"
 
 namespace xscan {
 
@@ -23,8 +25,15 @@ struct SimOptions {
 
 // Checks the sizes and scene name (InputError on a bad value).
 void validate(const SimOptions& sim);
-// The virtual sensor head that the simulation options describe.
-xsim::HeadOptions headOptions(const SimOptions& sim);
+// The virtual sensor head, its scene and the render options (noise) that the simulation options
+// describe.
+struct Simulation {
+    xsim::HeadOptions headOptions;
+    xsim::SensorHead head;
+    xsim::Scene scene;
+    xsim::RenderOptions render;
+};
+void prepareSimulation(const SimOptions& sim, Simulation& out);
 
 std::string joinPath(const std::string& a, const std::string& b);
 

@@ -16,12 +16,12 @@ int runDemo(const DemoOptions& o, std::ostream& out) {
     validate(o.sim);
     if (o.patterns != 11 && o.patterns != 18) throw InputError("--patterns", "must be 11 or 18");
     makeFolder(o.out);
-    const xsim::HeadOptions ho = headOptions(o.sim);
-    const xsim::SensorHead head = xsim::SensorHead::make(ho);
-    xsim::Scene scene;
-    xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);
-    xsim::RenderOptions ro;
-    ro.noise = o.sim.noise;
+    Simulation simulation;
+    prepareSimulation(o.sim, simulation);
+    const xsim::HeadOptions& ho = simulation.headOptions;
+    const xsim::SensorHead& head = simulation.head;
+    const xsim::Scene& scene = simulation.scene;
+    xsim::RenderOptions& ro = simulation.render;
     ro.fringe11 = o.patterns == 11;
     ro.fringe18 = o.patterns == 18;
     // The targets are stated for the default scene at full size.

@@ -14,14 +14,11 @@ namespace xscan {
 int runSimulate(const SimulateOptions& o, std::ostream& out) {
     validate(o.sim);
     if (o.out.empty()) throw InputError("--out", "an output folder is required");
-    const xsim::HeadOptions ho = headOptions(o.sim);
-    const xsim::SensorHead head = xsim::SensorHead::make(ho);
-    xsim::Scene scene;
-    xsim::Scene::make(o.sim.scene, ho.workingDistance, scene);
-    xsim::RenderOptions ro;
-    ro.noise = o.sim.noise;
+    Simulation simulation;
+    prepareSimulation(o.sim, simulation);
+    const xsim::SensorHead& head = simulation.head;
     const auto t0 = Clock::now();
-    const xsim::Rendering img = xsim::render(head, scene, ro);
+    const xsim::Rendering img = xsim::render(head, simulation.scene, simulation.render);
     const int w = img.width, h = img.height;
     for (const char* sub : {"cam1", "cam2", "cam1_paired", "cam2_paired", "truth"}) makeFolder(joinPath(o.out, sub));
     char name[48];
