@@ -8,6 +8,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
+  libmpfr-dev
 )
 
 missing=()

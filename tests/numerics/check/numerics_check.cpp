@@ -1,0 +1,266 @@
+// numerics-check: compares the library's float functions with MPFR, bit for bit.
+//
+//   numerics-check exhaustive FUNC [THREADS] [FIRST LAST]   every float bit pattern in [FIRST, LAST]
+//   numerics-check sampled [COUNT] [HARD-CASE-FILE]         COUNT random inputs per function plus
+//                                                           the inputs listed in the file
+//   numerics-check pairs COUNT [THREADS] [SEED]             atan2f on COUNT random pairs
+//
+// The expected result of each input is the correctly rounded value. A fast filter settles most
+// inputs: the C runtime's double function (documented error below 1 ulp of double; we allow 16)
+// rounded to float, when every double within the allowance rounds to the same float. MPFR, at float
+// precision with float's exponent range and subnormals, decides the rest. Prints the counts; the
+// exit status is 1 on any mismatch.
+#include "numerics.h"
+
+#include <mpfr.h>
+
+#include <atomic>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <mutex>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Unary = float (*)(float);
+using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+
+struct UnaryFunction {
+    const char* name;
+    Unary ours;
+    double (*runtime)(double);
+    MpfrUnary mpfr;
+};
+
+const UnaryFunction kUnary[] = {
+    {"sinf", xelora::num::sinf, [](double x) { return std::sin(x); }, mpfr_sin},
+    {"cosf", xelora::num::cosf, [](double x) { return std::cos(x); }, mpfr_cos},
+    {"expf", xelora::num::expf, [](double x) { return std::exp(x); }, mpfr_exp},
+    {"atanf", xelora::num::atanf, [](double x) { return std::atan(x); }, mpfr_atan},
+    {"acosf", xelora::num::acosf, [](double x) { return std::acos(x); }, mpfr_acos},
+};
+
+float fromBits(std::uint32_t b) {
+    float f;
+    std::memcpy(&f, &b, sizeof f);
+    return f;
+}
+
+std::uint32_t bitsOf(float f) {
+    std::uint32_t b;
+    std::memcpy(&b, &f, sizeof b);
+    return b;
+}
+
+bool same(float a, float b) { return (a != a && b != b) || bitsOf(a) == bitsOf(b); }
+
+// MPFR at float precision and float's exponent range (emin/emax are per thread).
+struct FloatContext {
+    mpfr_t in1, in2, out;
+    FloatContext() {
+        mpfr_set_emin(-148);
+        mpfr_set_emax(128);
+        mpfr_inits2(24, in1, in2, out, static_cast<mpfr_ptr>(nullptr));
+    }
+    ~FloatContext() { mpfr_clears(in1, in2, out, static_cast<mpfr_ptr>(nullptr)); }
+    float finish(int ternary) {
+        ternary = mpfr_subnormalize(out, ternary, MPFR_RNDN);
+        return mpfr_get_flt(out, MPFR_RNDN);
+    }
+    float unary(MpfrUnary f, float x) {
+        mpfr_set_flt(in1, x, MPFR_RNDN);
+        return finish(f(out, in1, MPFR_RNDN));
+    }
+    float atan2(float y, float x) {
+        mpfr_set_flt(in1, y, MPFR_RNDN);
+        mpfr_set_flt(in2, x, MPFR_RNDN);
+        return finish(mpfr_atan2(out, in1, in2, MPFR_RNDN));
+    }
+};
+
+// The float that every value within 16 double ulps of d rounds to, if there is one.
+bool filter(double d, float& out) {
+    if (!std::isfinite(d) || d == 0.0) return false;
+    const double e = std::fabs(d) * 0x1p-48;
+    const float a = static_cast<float>(d - e);
+    const float b = static_cast<float>(d + e);
+    out = b;
+    return a == b;
+}
+
+struct Counts {
+    std::atomic<std::uint64_t> checked{0}, mpfr{0}, mismatches{0};
+};
+
+std::mutex printLock;
+
+void report(const char* name, float x, float y, float got, float want) {
+    std::lock_guard<std::mutex> lock(printLock);
+    if (y == y)
+        std::printf("MISMATCH %s(%a, %a): got %a, want %a\n", name, y, x, got, want);
+    else
+        std::printf("MISMATCH %s(%a): got %a, want %a\n", name, x, got, want);
+}
+
+void checkUnary(const UnaryFunction& f, float x, FloatContext& ctx, Counts& c, std::vector<float>* hard) {
+    const float got = f.ours(x);
+    float want;
+    if (!filter(f.runtime(x), want)) {
+        want = ctx.unary(f.mpfr, x);
+        c.mpfr.fetch_add(1, std::memory_order_relaxed);
+        if (hard) hard->push_back(x);
+    }
+    c.checked.fetch_add(1, std::memory_order_relaxed);
+    if (!same(got, want)) {
+        c.mismatches.fetch_add(1, std::memory_order_relaxed);
+        report(f.name, x, NAN, got, want);
+    }
+}
+
+void checkAtan2(float y, float x, FloatContext& ctx, Counts& c) {
+    const float got = xelora::num::atan2f(y, x);
+    float want;
+    if (!filter(std::atan2(static_cast<double>(y), static_cast<double>(x)), want)) {
+        want = ctx.atan2(y, x);
+        c.mpfr.fetch_add(1, std::memory_order_relaxed);
+    }
+    c.checked.fetch_add(1, std::memory_order_relaxed);
+    if (!same(got, want)) {
+        c.mismatches.fetch_add(1, std::memory_order_relaxed);
+        report("atan2f", x, y, got, want);
+    }
+}
+
+const UnaryFunction* findUnary(const std::string& name) {
+    for (const auto& f : kUnary)
+        if (name == f.name) return &f;
+    return nullptr;
+}
+
+void print(const char* name, const Counts& c) {
+    std::printf("%-7s checked %llu  mpfr-decided %llu  mismatches %llu\n", name,
+        static_cast<unsigned long long>(c.checked.load()), static_cast<unsigned long long>(c.mpfr.load()),
+        static_cast<unsigned long long>(c.mismatches.load()));
+}
+
+template <class Body>
+void inThreads(unsigned threads, std::uint64_t count, Body body) {
+    std::vector<std::thread> pool;
+    for (unsigned t = 0; t < threads; ++t) {
+        pool.emplace_back([=] { body(count * t / threads, count * (t + 1) / threads, t); });
+    }
+    for (auto& th : pool) th.join();
+}
+
+int exhaustive(const UnaryFunction& f, unsigned threads, std::uint64_t first, std::uint64_t last, const char* hardOut) {
+    Counts c;
+    std::vector<std::vector<float>> hard(threads);
+    inThreads(threads, last - first + 1, [&](std::uint64_t b, std::uint64_t e, unsigned t) {
+        FloatContext ctx;
+        for (std::uint64_t i = b; i < e; ++i)
+            checkUnary(f, fromBits(static_cast<std::uint32_t>(first + i)), ctx, c, &hard[t]);
+    });
+    print(f.name, c);
+    if (hardOut) {
+        std::ofstream out(hardOut, std::ios::app);
+        for (const auto& list : hard)
+            for (float x : list) out << f.name << ' ' << std::hexfloat << x << '\n';
+    }
+    return c.mismatches.load() == 0 ? 0 : 1;
+}
+
+// Random inputs: uniform bit patterns (every binade equally), plus uniform values over the ranges the
+// library feeds each function.
+float sampleInput(const std::string& name, std::mt19937_64& rng, std::uint64_t i) {
+    if (i % 2 == 0) return fromBits(static_cast<std::uint32_t>(rng()));
+    std::uniform_real_distribution<float> wide(-20.0f, 20.0f);
+    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
+    if (name == "acosf") return unit(rng);
+    if (name == "expf") return std::uniform_real_distribution<float>(-104.0f, 89.0f)(rng);
+    return wide(rng);
+}
+
+int sampled(std::uint64_t count, const char* hardFile) {
+    int status = 0;
+    std::vector<std::pair<std::string, float>> hard;
+    if (hardFile) {
+        std::ifstream in(hardFile);
+        std::string name, value;
+        while (in >> name >> value) hard.emplace_back(name, std::strtof(value.c_str(), nullptr));
+    }
+    FloatContext ctx;
+    for (const auto& f : kUnary) {
+        Counts c;
+        std::mt19937_64 rng(0x5eed0000u + static_cast<unsigned>(f.name[0]));
+        for (std::uint64_t i = 0; i < count; ++i) checkUnary(f, sampleInput(f.name, rng, i), ctx, c, nullptr);
+        for (const auto& h : hard)
+            if (h.first == f.name) checkUnary(f, h.second, ctx, c, nullptr);
+        print(f.name, c);
+        status |= c.mismatches.load() ? 1 : 0;
+    }
+    Counts c;
+    std::mt19937_64 rng(0x5eed2a2a);
+    std::uniform_int_distribution<int> level(-255, 255);
+    for (std::uint64_t i = 0; i < count; ++i) {
+        if (i % 2 == 0)
+            checkAtan2(fromBits(static_cast<std::uint32_t>(rng())), fromBits(static_cast<std::uint32_t>(rng())), ctx, c);
+        else
+            checkAtan2(static_cast<float>(level(rng)), static_cast<float>(level(rng)), ctx, c);
+    }
+    print("atan2f", c);
+    return status | (c.mismatches.load() ? 1 : 0);
+}
+
+int pairs(std::uint64_t count, unsigned threads, std::uint64_t seed) {
+    Counts c;
+    inThreads(threads, count, [&](std::uint64_t b, std::uint64_t e, unsigned t) {
+        FloatContext ctx;
+        std::mt19937_64 rng(seed * 1000003u + t);
+        std::uniform_real_distribution<float> level(-300.0f, 300.0f);
+        for (std::uint64_t i = b; i < e; ++i) {
+            if (i % 2 == 0)
+                checkAtan2(fromBits(static_cast<std::uint32_t>(rng())), fromBits(static_cast<std::uint32_t>(rng())), ctx, c);
+            else
+                checkAtan2(level(rng), level(rng), ctx, c);
+        }
+    });
+    print("atan2f", c);
+    return c.mismatches.load() == 0 ? 0 : 1;
+}
+
+int usage() {
+    std::fprintf(stderr,
+        "usage: numerics-check exhaustive FUNC [THREADS] [FIRST LAST] [HARD-CASES-OUT]\n"
+        "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
+        "       numerics-check pairs COUNT [THREADS] [SEED]\n"
+        "FUNC: sinf cosf expf atanf acosf\n");
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) return usage();
+    const std::string mode = argv[1];
+    if (mode == "exhaustive" && argc >= 3) {
+        const UnaryFunction* f = findUnary(argv[2]);
+        if (!f) return usage();
+        const unsigned threads = argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u;
+        const std::uint64_t first = argc >= 6 ? std::stoull(argv[4], nullptr, 0) : 0;
+        const std::uint64_t last = argc >= 6 ? std::stoull(argv[5], nullptr, 0) : 0xffffffffull;
+        return exhaustive(*f, threads == 0 ? 1 : threads, first, last, argc >= 7 ? argv[6] : nullptr);
+    }
+    if (mode == "sampled")
+        return sampled(argc >= 3 ? std::stoull(argv[2]) : 1000000u, argc >= 4 ? argv[3] : nullptr);
+    if (mode == "pairs" && argc >= 3)
+        return pairs(std::stoull(argv[2]), argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u,
+                     argc >= 5 ? std::stoull(argv[4]) : 1u);
+    return usage();
+}
