@@ -11,6 +11,7 @@
 
 #include "Bilateralfilter.h"
 #include "frame/BandedWorkers.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -80,7 +81,7 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
                         if (!mask[j]) continue;
                         const float v = src[j];
                         const float delta = v - centre;
-                        const float wr = expf((-delta * delta) / rangeDenominator);
+                        const float wr = num::expf((-delta * delta) / rangeDenominator);
                         const float wgt = wr * wsRow[dj + hx];
                         s += v * wgt;
                         nsum += wgt;

@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "frame.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace frame {
@@ -56,11 +57,11 @@ void CalKR(AlgoEngine& e) {
             const double m = ((e.epipole1Y - ys) - offY) / ((e.epipole1X - xs) - offX);
             const float mapped = static_cast<float>(A - B * m) / static_cast<float>(C * m + D);
             e.mappedLineSlope[i] = mapped;
-            e.mappedLineAngle[i] = atanf(mapped);
+            e.mappedLineAngle[i] = num::atanf(mapped);
             const float epi = static_cast<float>((e.epipole2Y - ys) - offY) /
                               static_cast<float>((e.epipole2X - xs) - offX);
             e.epipoleLineSlope[i] = epi;
-            e.epipoleLineAngle[i] = atanf(epi);
+            e.epipoleLineAngle[i] = num::atanf(epi);
         }
     }
 

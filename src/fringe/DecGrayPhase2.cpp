@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "fringe.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fringe {
@@ -71,7 +72,7 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
                         static_cast<float>(planes[15][i]) * 0.25f + static_cast<float>(planes[14][i]) * 0.25f;
         mod[i] = m;
         avg[i] = t;
-        phi[i] = atan2f(s, c);
+        phi[i] = num::atan2f(s, c);
         if (m < 2.0f) valid[i] = false;
     }
 
@@ -99,7 +100,7 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
                     s = static_cast<float>(static_cast<double>(s) + sinK[k] * fv);
                     c = static_cast<float>(static_cast<double>(c) + cosK[k] * fv);
                 }
-                phi[i] = atan2f(c, s);
+                phi[i] = num::atan2f(c, s);
             }
         }
     }

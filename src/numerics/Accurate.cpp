@@ -4,7 +4,7 @@
 // next term is below 2^-108 of the sum), rounded to float through dd::toFloat.
 #include "Kernels.h"
 
-namespace xelora::num::detail {
+namespace XELORAALGO::num::detail {
 
 using dd::DD;
 
@@ -100,4 +100,4 @@ DD atanAccurate(DD t) {
     return v;
 }
 
-}  // namespace xelora::num::detail
+}  // namespace XELORAALGO::num::detail

@@ -5,7 +5,7 @@
 
 #include <limits>
 
-namespace xelora::num {
+namespace XELORAALGO::num {
 namespace {
 
 using dd::DD;
@@ -92,4 +92,4 @@ float acosf(float x) {
     return dd::toFloat(r);
 }
 
-}  // namespace xelora::num
+}  // namespace XELORAALGO::num

@@ -8,7 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
-namespace xelora::num::dd {
+namespace XELORAALGO::num::dd {
 
 struct DD {
     double hi;
@@ -113,4 +113,4 @@ inline float toFloat(DD a) {
     return static_cast<float>(h);
 }
 
-}  // namespace xelora::num::dd
+}  // namespace XELORAALGO::num::dd

@@ -3,7 +3,7 @@
 #include "Kernels.h"
 #include "numerics.h"
 
-namespace xelora::num {
+namespace XELORAALGO::num {
 
 float expf(float x) {
     if (x != x) return x + x;
@@ -15,4 +15,4 @@ float expf(float x) {
     return detail::expAccurate(x);
 }
 
-}  // namespace xelora::num
+}  // namespace XELORAALGO::num

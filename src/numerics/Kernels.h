@@ -11,7 +11,7 @@
 
 #include <cstdint>
 
-namespace xelora::num::detail {
+namespace XELORAALGO::num::detail {
 
 constexpr double kMargin = 0x1p-45;
 
@@ -123,4 +123,4 @@ float sinCosAccurate(float x, bool cosine);
 float expAccurate(float x);
 dd::DD atanAccurate(dd::DD t);  // t >= 0
 
-}  // namespace xelora::num::detail
+}  // namespace XELORAALGO::num::detail

@@ -4,10 +4,10 @@
 
 #include <emmintrin.h>
 
-namespace xelora::num {
+namespace XELORAALGO::num {
 
 double sqrt(double x) { return _mm_cvtsd_f64(_mm_sqrt_sd(_mm_set_sd(x), _mm_set_sd(x))); }
 
 float sqrtf(float x) { return _mm_cvtss_f32(_mm_sqrt_ss(_mm_set_ss(x))); }
 
-}  // namespace xelora::num
+}  // namespace XELORAALGO::num

@@ -2,7 +2,7 @@
 // tests recompute them with MPFR).
 #include "Kernels.h"
 
-namespace xelora::num::detail {
+namespace XELORAALGO::num::detail {
 
 // 2^(j/32), j = 0..31.
 const double kExp2Table[32] = {
@@ -29,4 +29,4 @@ const dd::DD kAtanEighths[9] = {
     {0x1.921fb54442d18p-1, 0x1.1a62633145c07p-55},
 };
 
-}  // namespace xelora::num::detail
+}  // namespace XELORAALGO::num::detail

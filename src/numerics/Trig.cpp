@@ -4,7 +4,7 @@
 #include "Kernels.h"
 #include "numerics.h"
 
-namespace xelora::num {
+namespace XELORAALGO::num {
 namespace {
 
 constexpr double kPio4 = 0x1.921fb54442d18p-1;
@@ -53,4 +53,4 @@ float sinCos(float x, bool cosine) {
 float sinf(float x) { return sinCos(x, false); }
 float cosf(float x) { return sinCos(x, true); }
 
-}  // namespace xelora::num
+}  // namespace XELORAALGO::num

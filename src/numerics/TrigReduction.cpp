@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-namespace xelora::num::detail {
+namespace XELORAALGO::num::detail {
 namespace {
 
 // The bits of 2/pi after the binary point, 32 at a time.
@@ -66,4 +66,4 @@ dd::DD reduceLarge(float ax, int& quadrant) {
     return dd::mul(f, dd::DD{kPio2Hi, kPio2Lo});
 }
 
-}  // namespace xelora::num::detail
+}  // namespace XELORAALGO::num::detail

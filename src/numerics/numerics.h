@@ -13,7 +13,7 @@
 
 #include <cstddef>
 
-namespace xelora::num {
+namespace XELORAALGO::num {
 
 float sinf(float x);
 float cosf(float x);
@@ -26,4 +26,4 @@ float atan2f(float y, float x);  // the angle of the point (x, y), in [-pi, pi]
 double sqrt(double x);
 float sqrtf(float x);
 
-}  // namespace xelora::num
+}  // namespace XELORAALGO::num

@@ -40,11 +40,11 @@ struct UnaryFunction {
 };
 
 const UnaryFunction kUnary[] = {
-    {"sinf", xelora::num::sinf, [](double x) { return std::sin(x); }, mpfr_sin},
-    {"cosf", xelora::num::cosf, [](double x) { return std::cos(x); }, mpfr_cos},
-    {"expf", xelora::num::expf, [](double x) { return std::exp(x); }, mpfr_exp},
-    {"atanf", xelora::num::atanf, [](double x) { return std::atan(x); }, mpfr_atan},
-    {"acosf", xelora::num::acosf, [](double x) { return std::acos(x); }, mpfr_acos},
+    {"sinf", XELORAALGO::num::sinf, [](double x) { return std::sin(x); }, mpfr_sin},
+    {"cosf", XELORAALGO::num::cosf, [](double x) { return std::cos(x); }, mpfr_cos},
+    {"expf", XELORAALGO::num::expf, [](double x) { return std::exp(x); }, mpfr_exp},
+    {"atanf", XELORAALGO::num::atanf, [](double x) { return std::atan(x); }, mpfr_atan},
+    {"acosf", XELORAALGO::num::acosf, [](double x) { return std::acos(x); }, mpfr_acos},
 };
 
 float fromBits(std::uint32_t b) {
@@ -125,7 +125,7 @@ void checkUnary(const UnaryFunction& f, float x, FloatContext& ctx, Counts& c, s
 }
 
 void checkAtan2(float y, float x, FloatContext& ctx, Counts& c) {
-    const float got = xelora::num::atan2f(y, x);
+    const float got = XELORAALGO::num::atan2f(y, x);
     float want;
     if (!filter(std::atan2(static_cast<double>(y), static_cast<double>(x)), want)) {
         want = ctx.atan2(y, x);
