@@ -2,7 +2,9 @@
 // too close to a float rounding boundary. Each returns the function value with a relative error
 // below 2^-95 (the reductions are exact or carry at most 2^-104; the series are summed until the
 // next term is below 2^-108 of the sum), rounded to float through dd::toFloat.
-#include "Kernels.h"
+#include "LaneKernels.h"
+
+#include <cstdint>
 
 namespace XELORAALGO::num::detail {
 
@@ -65,7 +67,7 @@ float expAccurate(float xf) {
     constexpr double kL2 = -0x1.0ca86c3898dp-49;
     constexpr double kL3 = 0x1.f97b57a079a19p-103;
     const double x = xf;
-    const double k = nearestInt(x * 0x1.71547652b82fep+0);
+    const double k = nearestIntV(x * 0x1.71547652b82fep+0);
     DD r = dd::make(x - k * kL1);
     r = dd::sub(r, dd::mulD(DD{kL2, kL3}, k));
     // e^r = (e^(r / 256))^256; |r / 256| < 2^-9.5, its series to the 10th power is exact to 2^-115.
@@ -84,7 +86,7 @@ float expAccurate(float xf) {
 DD atanAccurate(DD t) {
     const bool inverted = t.hi > 1.0;
     if (inverted) t = dd::div(dd::make(1.0), t);
-    const double i = nearestInt(t.hi * 8.0);
+    const double i = nearestIntV(t.hi * 8.0);
     const double c = i * 0.125;
     const DD u = dd::div(dd::sub(t, dd::make(c)), dd::add(dd::make(1.0), dd::mulD(t, c)));
     // atan u = u - u^3/3 + u^5/5 - ... for |u| <= 1/16: to u^29 (next term below 2^-115 relative).

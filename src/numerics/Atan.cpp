@@ -1,6 +1,6 @@
 // atanf, atan2f and acosf: float in, correctly rounded float out, all through one arc-tangent
 // kernel of a non-negative double (relative error below 2^-50) and its double-double counterpart.
-#include "Kernels.h"
+#include "LaneKernels.h"
 #include "numerics.h"
 
 #include <limits>
@@ -21,7 +21,7 @@ float atanf(float x) {
     if (x != x) return x + x;
     const bool negative = x < 0.0f;
     const double t = negative ? -static_cast<double>(x) : static_cast<double>(x);
-    const double y = detail::atanKernel(t);
+    const double y = detail::atanKernelV(t);
     float out;
     if (!detail::settles(y, y * detail::kMargin, out)) out = dd::toFloat(detail::atanAccurate(dd::make(t)));
     return withSign(out, negative || (x == 0.0f && 1.0f / x < 0.0f));
@@ -46,7 +46,7 @@ float atan2f(float y, float x) {
     } else {
         q = ax == 0.0 ? infinity : ay / ax;
     }
-    const double a = detail::atanKernel(q);
+    const double a = detail::atanKernelV(q);
     const double v = xNegative ? detail::kPiHi - (a - detail::kPiLo) : a;
     float out;
     if (!detail::settles(v, v * detail::kMargin, out)) {
@@ -72,10 +72,10 @@ float acosf(float x) {
     const double s = num::sqrt((1.0 - xd) * (1.0 + xd));
     double v;
     if (ax <= 0.5) {
-        const double a = detail::atanKernel(ax / s);  // asin |x|
+        const double a = detail::atanKernelV(ax / s);  // asin |x|
         v = xd < 0 ? detail::kPio2Hi + (a + detail::kPio2Lo) : detail::kPio2Hi - (a - detail::kPio2Lo);
     } else {
-        const double a = detail::atanKernel(s / ax);
+        const double a = detail::atanKernelV(s / ax);
         v = xd < 0 ? detail::kPiHi - (a - detail::kPiLo) : a;
     }
     float out;

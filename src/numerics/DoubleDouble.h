@@ -3,10 +3,8 @@
 // Every operation below uses only IEEE-754 double additions, subtractions, multiplications and
 // divisions in round-to-nearest (no fused multiply-add): products are split with Dekker's method.
 // Relative error of add, mul and div: below 2^-103 for normalised operands away from overflow.
+// Internal linkage and no standard header, like LaneKernels.h.
 #pragma once
-
-#include <cstdint>
-#include <cstring>
 
 namespace XELORAALGO::num::dd {
 
@@ -15,15 +13,17 @@ struct DD {
     double lo;
 };
 
-inline std::uint64_t bitsOf(double x) {
-    std::uint64_t b;
-    std::memcpy(&b, &x, sizeof b);
+namespace {
+
+inline unsigned long long bitsOf(double x) {
+    unsigned long long b;
+    __builtin_memcpy(&b, &x, sizeof b);
     return b;
 }
 
-inline double fromBits(std::uint64_t b) {
+inline double fromBits(unsigned long long b) {
     double x;
-    std::memcpy(&x, &b, sizeof x);
+    __builtin_memcpy(&x, &b, sizeof x);
     return x;
 }
 
@@ -104,7 +104,7 @@ inline DD sqrt(DD a, double (*sqrtRounded)(double)) {
 inline float toFloat(DD a) {
     double h = a.hi;
     if (a.lo != 0.0) {
-        std::uint64_t b = bitsOf(h);
+        unsigned long long b = bitsOf(h);
         if ((b & 1u) == 0) {
             b = ((a.lo > 0.0) == (h > 0.0)) ? b + 1 : b - 1;
             h = fromBits(b);
@@ -113,4 +113,5 @@ inline float toFloat(DD a) {
     return static_cast<float>(h);
 }
 
+}  // namespace
 }  // namespace XELORAALGO::num::dd

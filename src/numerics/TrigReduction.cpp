@@ -3,6 +3,7 @@
 // r = |x| - q pi/2 in [-pi/4, pi/4] as a double-double, absolute error below 2^-115.
 #include "Kernels.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace XELORAALGO::num::detail {

@@ -22,6 +22,17 @@ float atanf(float x);
 float acosf(float x);
 float atan2f(float y, float x);  // the angle of the point (x, y), in [-pi, pi]
 
+// Instruction sets of the array forms (and of other vector code in the library).
+enum class Isa { Sse2, Avx, Avx2, Avx512 };
+bool isaUsable(Isa isa);  // the processor has it and the system saves its registers
+Isa widestIsa();          // the widest usable of Sse2, Avx2 and Avx512
+
+// Array forms: out[i] = f(x[i]) (atan2f(y[i], x[i])) for i < n, the very bits of the scalar
+// function, computed with the given instruction set (or the widest usable one below it).
+void sinf(const float* x, float* out, std::size_t n, Isa isa = widestIsa());
+void expf(const float* x, float* out, std::size_t n, Isa isa = widestIsa());
+void atan2f(const float* y, const float* x, float* out, std::size_t n, Isa isa = widestIsa());
+
 // IEEE square roots, always as the processor's instruction (never a library call).
 double sqrt(double x);
 float sqrtf(float x);

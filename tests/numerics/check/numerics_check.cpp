@@ -11,6 +11,7 @@
 // precision with float's exponent range and subnormals, decides the rest. Prints the counts; the
 // exit status is 1 on any mismatch.
 #include "numerics.h"
+#include "SampleInputs.h"
 
 #include <mpfr.h>
 
@@ -176,44 +177,20 @@ int exhaustive(const UnaryFunction& f, unsigned threads, std::uint64_t first, st
     return c.mismatches.load() == 0 ? 0 : 1;
 }
 
-// Random inputs: uniform bit patterns (every binade equally), plus uniform values over the ranges the
-// library feeds each function.
-float sampleInput(const std::string& name, std::mt19937_64& rng, std::uint64_t i) {
-    if (i % 2 == 0) return fromBits(static_cast<std::uint32_t>(rng()));
-    std::uniform_real_distribution<float> wide(-20.0f, 20.0f);
-    std::uniform_real_distribution<float> unit(-1.0f, 1.0f);
-    if (name == "acosf") return unit(rng);
-    if (name == "expf") return std::uniform_real_distribution<float>(-104.0f, 89.0f)(rng);
-    return wide(rng);
-}
-
 int sampled(std::uint64_t count, const char* hardFile) {
     int status = 0;
-    std::vector<std::pair<std::string, float>> hard;
-    if (hardFile) {
-        std::ifstream in(hardFile);
-        std::string name, value;
-        while (in >> name >> value) hard.emplace_back(name, std::strtof(value.c_str(), nullptr));
-    }
+    const auto hard = hardCases(hardFile);
     FloatContext ctx;
     for (const auto& f : kUnary) {
         Counts c;
-        std::mt19937_64 rng(0x5eed0000u + static_cast<unsigned>(f.name[0]));
-        for (std::uint64_t i = 0; i < count; ++i) checkUnary(f, sampleInput(f.name, rng, i), ctx, c, nullptr);
-        for (const auto& h : hard)
-            if (h.first == f.name) checkUnary(f, h.second, ctx, c, nullptr);
+        for (float x : sampleInputs(f.name, count, hard)) checkUnary(f, x, ctx, c, nullptr);
         print(f.name, c);
         status |= c.mismatches.load() ? 1 : 0;
     }
     Counts c;
-    std::mt19937_64 rng(0x5eed2a2a);
-    std::uniform_int_distribution<int> level(-255, 255);
-    for (std::uint64_t i = 0; i < count; ++i) {
-        if (i % 2 == 0)
-            checkAtan2(fromBits(static_cast<std::uint32_t>(rng())), fromBits(static_cast<std::uint32_t>(rng())), ctx, c);
-        else
-            checkAtan2(static_cast<float>(level(rng)), static_cast<float>(level(rng)), ctx, c);
-    }
+    std::vector<float> y, x;
+    sampleAtan2Inputs(count, y, x);
+    for (std::size_t i = 0; i < y.size(); ++i) checkAtan2(y[i], x[i], ctx, c);
     print("atan2f", c);
     return status | (c.mismatches.load() ? 1 : 0);
 }
