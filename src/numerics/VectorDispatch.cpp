@@ -17,7 +17,16 @@ void atan2fArrayAvx512(const float* y, const float* x, float* out, Size n);
 
 namespace {
 
+// On Windows, GCC does not align the stack for 32- and 64-byte vectors that spill to it, so the
+// array forms keep to SSE2 there (their results are the same with every instruction set).
+#if defined(_WIN32)
+constexpr bool kWideVectorsSafe = false;
+#else
+constexpr bool kWideVectorsSafe = true;
+#endif
+
 Isa usableOrNarrower(Isa isa) {
+    if (!kWideVectorsSafe) return Isa::Sse2;
     while (isa != Isa::Sse2 && !isaUsable(isa)) isa = isa == Isa::Avx512 ? Isa::Avx2 : Isa::Sse2;
     return isa == Isa::Avx ? Isa::Sse2 : isa;
 }
