@@ -71,33 +71,17 @@ V cosPolyV(V r) {
 
 // sin x (cosine = false) or cos x for |x| < 2^19, with its error bound e. Quadrant q of k:
 // sin(r + q pi/2) = sin r, cos r, -sin r, -cos r. The sine branch adds 2^-95 absolute to the bound
-// when x was reduced (k != 0), for a tiny reduced argument.
-template <class V>
-V sinCosKernel(V x, bool cosine, V& e) {
-    const V k = nearestIntV(x * kTwoOverPi);
-    const V r = reduceCodyWaiteV(x, k);
-    V y{}, tiny{}, magnitude{};
-    if (laneCount<V>() == 1) {  // scalar: only the polynomial the quadrant needs
-        const long long kl = static_cast<long long>(lane(k, 0));
-        const int q = static_cast<int>((kl + (cosine ? 1 : 0)) & 3);
-        double v = (q & 1) ? lane(cosPolyV(r), 0) : lane(sinPolyV(r), 0);
-        if (q & 2) v = -v;
-        setLane(y, 0, v);
-        setLane(tiny, 0, ((q & 1) || kl == 0) ? 0.0 : 0x1p-95);
-        setLane(magnitude, 0, v < 0 ? -v : v);
-    } else {
-        const V s = sinPolyV(r), c = cosPolyV(r);
-        for (int i = 0; i < laneCount<V>(); ++i) {
-            const long long kl = static_cast<long long>(lane(k, i));
-            const int q = static_cast<int>((kl + (cosine ? 1 : 0)) & 3);
-            double v = (q & 1) ? lane(c, i) : lane(s, i);
-            if (q & 2) v = -v;
-            setLane(y, i, v);
-            setLane(tiny, i, ((q & 1) || kl == 0) ? 0.0 : 0x1p-95);
-            setLane(magnitude, i, v < 0 ? -v : v);
-        }
-    }
-    e = magnitude * kMargin + tiny;
+// when x was reduced (k != 0), for a tiny reduced argument. The vector forms select between both
+// polynomials with masks (VectorForms.h); selection and negation are exact, so the bits agree.
+inline double sinCosKernel(double x, bool cosine, double& e) {
+    const double k = nearestIntV(x * kTwoOverPi);
+    const double r = reduceCodyWaiteV(x, k);
+    const long long kl = static_cast<long long>(k);
+    const int q = static_cast<int>((kl + (cosine ? 1 : 0)) & 3);
+    double y = (q & 1) ? cosPolyV(r) : sinPolyV(r);
+    if (q & 2) y = -y;
+    const double tiny = ((q & 1) || kl == 0) ? 0.0 : 0x1p-95;
+    e = (y < 0 ? -y : y) * kMargin + tiny;
     return y;
 }
 
