@@ -12,27 +12,14 @@ using dd::DD;
 
 namespace {
 
-// sin r for |r| <= pi/4 + 2^-20: the Taylor series to r^29 (next term below 2^-110 relative).
-DD sinSeries(DD r) {
-    const DD z = dd::mul(r, r);
-    DD term = r;
-    DD sum = r;
-    for (int n = 3; n <= 29; n += 2) {
-        term = dd::neg(dd::mul(term, z));
-        term = dd::div(term, dd::make(static_cast<double>((n - 1) * n)));
-        sum = dd::add(sum, term);
-    }
-    return sum;
-}
-
-// cos r for |r| <= pi/4 + 2^-20: the Taylor series to r^30.
-DD cosSeries(DD r) {
-    const DD z = dd::mul(r, r);
-    DD term = dd::make(1.0);
-    DD sum = term;
-    for (int n = 2; n <= 30; n += 2) {
-        term = dd::neg(dd::mul(term, z));
-        term = dd::div(term, dd::make(static_cast<double>((n - 1) * n)));
+// first - first z / ((n0 - 1) n0) + ... : the Taylor series of sin r (first = r, n0 = 3) and of cos r
+// (first = 1, n0 = 2) in z = r^2, to the power nLast. For |r| <= pi/4 + 2^-20, nLast = 29 (sine) and
+// 30 (cosine) leave out less than 2^-110 relative.
+DD alternatingSeries(DD first, DD z, int n0, int nLast) {
+    DD term = first;
+    DD sum = first;
+    for (int n = n0; n <= nLast; n += 2) {
+        term = dd::div(dd::neg(dd::mul(term, z)), dd::make(static_cast<double>((n - 1) * n)));
         sum = dd::add(sum, term);
     }
     return sum;
@@ -54,7 +41,8 @@ float sinCosAccurate(float x, bool cosine) {
     // sin(-x) = -sin x, cos(-x) = cos x.
     const bool negate = !cosine && x < 0.0f;
     if (cosine) q = (q + 1) & 3;
-    DD y = (q & 1) ? cosSeries(r) : sinSeries(r);
+    const DD z = dd::mul(r, r);
+    DD y = (q & 1) ? alternatingSeries(dd::make(1.0), z, 2, 30) : alternatingSeries(r, z, 3, 29);
     if ((q & 2) != 0) y = dd::neg(y);
     if (negate) y = dd::neg(y);
     return dd::toFloat(y);

@@ -56,12 +56,24 @@ bool finish(V y, V e, M ordinary, float* out, bool* done) {
     return all;
 }
 
-template <class V>
-void sinfArray(const float* x, float* out, Size n) {
+// out[i] = scalar(x[i]) for i < n: blocks of V's lanes through block(xv, out, done), which writes the
+// lanes it settles and reports them in done; the scalar function does the rest.
+template <class V, class Block, class Scalar>
+void unaryArray(const float* x, float* out, Size n, Block block, Scalar scalar) {
     constexpr int L = laneCount<V>();
     Size i = 0;
     for (; i + L <= n; i += L) {
-        V xv = loadAsDouble<V>(x + i);
+        bool done[L];
+        if (!block(loadAsDouble<V>(x + i), out + i, done))
+            for (int l = 0; l < L; ++l)
+                if (!done[l]) out[i + l] = scalar(x[i + l]);
+    }
+    for (; i < n; ++i) out[i] = scalar(x[i]);
+}
+
+template <class V>
+void sinfArray(const float* x, float* out, Size n) {
+    const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv < splat<V>(kCodyWaiteLimit)) & (xv > splat<V>(-kCodyWaiteLimit)) & (xv != splat<V>(0.0));
         xv = ordinary ? xv : splat<V>(1.0);
         const V k = nearestIntV(xv * kTwoOverPi);
@@ -73,29 +85,20 @@ void sinfArray(const float* x, float* out, Size n) {
         const V y = q >= splat<V>(2.0) ? -unsigned_ : unsigned_;
         const V tiny = (odd | (k == splat<V>(0.0))) ? splat<V>(0.0) : splat<V>(0x1p-95);
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        bool done[L];
-        if (!finish(y, magnitude * kMargin + tiny, ordinary, out + i, done))
-            for (int l = 0; l < L; ++l)
-                if (!done[l]) out[i + l] = num::sinf(x[i + l]);
-    }
-    for (; i < n; ++i) out[i] = num::sinf(x[i]);
+        return finish(y, magnitude * kMargin + tiny, ordinary, o, done);
+    };
+    unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
 
 template <class V>
 void expfArray(const float* x, float* out, Size n) {
-    constexpr int L = laneCount<V>();
-    Size i = 0;
-    for (; i + L <= n; i += L) {
-        V xv = loadAsDouble<V>(x + i);
+    const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv >= splat<V>(-104.0)) & (xv <= splat<V>(89.0));
         xv = ordinary ? xv : splat<V>(0.0);
         const V y = expKernelV(xv);
-        bool done[L];
-        if (!finish(y, y * kMargin, ordinary, out + i, done))
-            for (int l = 0; l < L; ++l)
-                if (!done[l]) out[i + l] = num::expf(x[i + l]);
-    }
-    for (; i < n; ++i) out[i] = num::expf(x[i]);
+        return finish(y, y * kMargin, ordinary, o, done);
+    };
+    unaryArray<V>(x, out, n, block, [](float v) { return num::expf(v); });
 }
 
 template <class V>
