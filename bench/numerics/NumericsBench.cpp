@@ -58,6 +58,21 @@ void array(benchmark::State& state, F f, float lo, float hi) {
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
 }
 
+template <class F>
+void unaryDouble(benchmark::State& state, F f, double lo, double hi) {
+    std::mt19937 rng(4);
+    std::uniform_real_distribution<double> d(lo, hi);
+    std::vector<double> x(kCount), out(kCount);
+    for (double& v : x) v = d(rng);
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < kCount; ++i) out[i] = f(x[i]);
+        benchmark::DoNotOptimize(out.data());
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+}
+
+double (*const kRuntimeExp)(double) = ::exp;
 float (*const kRuntimeSinf)(float) = ::sinf;
 float (*const kRuntimeCosf)(float) = ::cosf;
 float (*const kRuntimeExpf)(float) = ::expf;
@@ -79,6 +94,9 @@ BENCHMARK_CAPTURE(unary, acosf_Runtime, kRuntimeAcosf, -1.0f, 1.0f);
 BENCHMARK_CAPTURE(unary, acosf_Xelora, [](float x) { return num::acosf(x); }, -1.0f, 1.0f);
 BENCHMARK_CAPTURE(binary, atan2f_Runtime, kRuntimeAtan2f);
 BENCHMARK_CAPTURE(binary, atan2f_Xelora, [](float y, float x) { return num::atan2f(y, x); });
+
+BENCHMARK_CAPTURE(unaryDouble, exp_Runtime, kRuntimeExp, -20.0, 0.0);
+BENCHMARK_CAPTURE(unaryDouble, exp_Xelora, [](double x) { return num::exp(x); }, -20.0, 0.0);
 
 BENCHMARK_CAPTURE(array, sinf_Array_Widest, [](const float* x, float* o, std::size_t n) { num::sinf(x, o, n); }, -20.0f, 20.0f);
 BENCHMARK_CAPTURE(array, sinf_Array_Sse2, [](const float* x, float* o, std::size_t n) { num::sinf(x, o, n, num::Isa::Sse2); }, -20.0f, 20.0f);

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace cloud {
@@ -85,7 +86,7 @@ void Gaussianfilter_PMR(Cloud& cloud, int r) {
     double wsum = 0.0;
     for (int j = -r; j <= r; ++j) {
         const double jj = static_cast<double>(j) * static_cast<double>(j);
-        const double v = std::exp(-jj / (2.0 * sigma * sigma));
+        const double v = num::exp(-jj / (2.0 * sigma * sigma));
         weight[static_cast<std::size_t>(j + r)] = v;
         wsum += v;
     }

@@ -30,7 +30,7 @@ std::vector<double> spatialTable(long long sigma, long long hy, long long hx) {
     for (long long di = -hy; di <= hy; ++di) {
         for (long long dj = -hx; dj <= hx; ++dj) {
             const long long q = divisor != 0 ? (di * di + dj * dj) / divisor : 0;
-            table.push_back(std::exp(static_cast<double>(q)));
+            table.push_back(num::exp(static_cast<double>(q)));
         }
     }
     return table;

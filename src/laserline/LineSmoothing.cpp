@@ -16,6 +16,7 @@
 #include <cstddef>
 
 #include "laserline.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace laserline {
@@ -78,7 +79,7 @@ void Gaussianfilter(Point2dList& points, int halfWindow) {
     double wsum = 0.0;
     for (int t = -n; t <= n; ++t) {
         const double tt = static_cast<double>(t) * static_cast<double>(t);
-        w[static_cast<std::size_t>(t + n)] = std::exp(-tt / (2.0 * sigma * sigma));
+        w[static_cast<std::size_t>(t + n)] = num::exp(-tt / (2.0 * sigma * sigma));
     }
     for (double v : w) wsum += v;
     for (double& v : w) v /= wsum;

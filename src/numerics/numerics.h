@@ -22,6 +22,10 @@ float atanf(float x);
 float acosf(float x);
 float atan2f(float y, float x);  // the angle of the point (x, y), in [-pi, pi]
 
+// Double functions, correctly rounded likewise (round to nearest, ties to even), Annex F special
+// values, overflow to +inf and underflow through the subnormals.
+double exp(double x);
+
 // Instruction sets of the array forms (and of other vector code in the library).
 enum class Isa { Sse2, Avx, Avx2, Avx512 };
 bool isaUsable(Isa isa);  // the processor has it and the system saves its registers

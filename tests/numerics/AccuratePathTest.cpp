@@ -8,9 +8,11 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <random>
 
 #include "Kernels.h"
+#include "numerics.h"
 
 namespace num = XELORAALGO::num;
 namespace detail = XELORAALGO::num::detail;
@@ -140,4 +142,57 @@ TEST(NumericsAccuratePaths, DoubleDoubleToFloatRoundsTheExactSum) {
     // Subnormal float results: half of 2^-149 plus a trace rounds up, minus a trace rounds to zero.
     EXPECT_EQ(num::dd::toFloat({0x1p-150, 0x1p-210}), 0x1p-149f);
     EXPECT_EQ(num::dd::toFloat({0x1p-150, -0x1p-210}), 0.0f);
+}
+
+namespace XELORAALGO::num::detail {
+double expAccurateForTest(double x);  // the 256-bit path of exp
+}
+
+namespace {
+
+double mpfrExp(double x) {
+    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
+    mpfr_set_emin(-1073);
+    mpfr_set_emax(1024);
+    Mpfr in(53), out(53);
+    mpfr_set_d(in.v, x, MPFR_RNDN);
+    mpfr_subnormalize(out.v, mpfr_exp(out.v, in.v, MPFR_RNDN), MPFR_RNDN);
+    const double r = mpfr_get_d(out.v, MPFR_RNDN);
+    mpfr_set_emin(emin);
+    mpfr_set_emax(emax);
+    return r;
+}
+
+}  // namespace
+
+TEST(NumericsAccuratePaths, MultiWordExponentialRoundsCorrectlyOverTheWholeRange) {
+    // Including the subnormal results below e^-708.4 and the last finite ones below e^709.78.
+    std::mt19937_64 rng(13);
+    std::uniform_real_distribution<double> domain(-745.2, 709.78), unit(-1.0, 1.0);
+    for (int i = 0; i < 3000; ++i) {
+        const double x = i % 3 == 0 ? unit(rng) * 0x1p-30 : domain(rng);
+        ASSERT_EQ(detail::expAccurateForTest(x), mpfrExp(x)) << std::hexfloat << x;
+    }
+}
+
+TEST(NumericsDouble, ExponentialSpecialValuesAndRangeEnds) {
+    EXPECT_EQ(num::exp(0.0), 1.0);
+    EXPECT_EQ(num::exp(-0.0), 1.0);
+    EXPECT_EQ(num::exp(std::numeric_limits<double>::infinity()), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(num::exp(-std::numeric_limits<double>::infinity()), 0.0);
+    EXPECT_TRUE(std::isnan(num::exp(std::numeric_limits<double>::quiet_NaN())));
+    // ln(DBL_MAX) = 709.782712893384 lies between these two doubles.
+    EXPECT_EQ(num::exp(0x1.62e42fefa39efp+9), mpfrExp(0x1.62e42fefa39efp+9));
+    EXPECT_TRUE(std::isfinite(num::exp(0x1.62e42fefa39efp+9)));
+    EXPECT_EQ(num::exp(0x1.62e42fefa39f0p+9), std::numeric_limits<double>::infinity());
+    // 2^-1074 = e^-744.44; half of it is e^-745.13: the smallest subnormal and the step to zero.
+    EXPECT_EQ(num::exp(-745.0), 0x1p-1074);
+    EXPECT_EQ(num::exp(-745.2), 0.0);
+    EXPECT_EQ(num::exp(-740.0), mpfrExp(-740.0));
+    // Tiny x: e^x = 1 + x + x^2/2 sits just beyond the midpoint 1 + x when x is one (2^-53 above 1,
+    // 2^-54 below), so the x^2/2 term alone decides the rounding.
+    EXPECT_EQ(num::exp(0x1p-53), 1.0 + 0x1p-52);
+    EXPECT_EQ(num::exp(-0x1p-54), 1.0);
+    EXPECT_EQ(num::exp(-0x1.0000000000001p-54), 1.0 - 0x1p-53);
+    EXPECT_EQ(num::exp(0x1p-60), 1.0);
 }
