@@ -91,6 +91,14 @@ inline DD div(DD a, DD b) {
     return add(fastTwoSum(q1, q2), make(q3));
 }
 
+// a / b for a double b: one correction of the rounded quotient (the remainder of q1 is exact).
+inline DD divD(DD a, double b) {
+    const double q1 = a.hi / b;
+    const DD p = twoProd(q1, b);
+    const double r = ((a.hi - p.hi) - p.lo) + a.lo;
+    return fastTwoSum(q1, r / b);
+}
+
 // Square root of a non-negative a, by one Newton correction of the rounded root.
 inline DD sqrt(DD a, double (*sqrtRounded)(double)) {
     if (a.hi <= 0.0) return {0.0, 0.0};

@@ -30,7 +30,7 @@ DD expReduced(DD r) {
     DD term = dd::make(1.0);
     DD sum = term;
     for (int n = 1; n <= 10; ++n) {
-        term = dd::div(dd::mul(term, s), dd::make(static_cast<double>(n)));
+        term = dd::divD(dd::mul(term, s), static_cast<double>(n));
         sum = dd::add(sum, term);
     }
     for (int i = 0; i < 8; ++i) sum = dd::mul(sum, sum);

@@ -175,7 +175,7 @@ Mw mulSmall(const Mw& a, u64 k) { return mul(a, normalised(fromWords(0, 0, 0, k,
 
 Mw divSmall(const Mw& a, u64 k) {
     if (isZero(a)) return a;
-    // Long division of m * 2^64 (one guard word) by k.
+    // q = floor(m * 2^64 / k) by long division (one guard word), 320 bits; a / k = q 2^(exponent - 320).
     u64 q[5];
     u128 rem = 0;
     const u64 words[5] = {0, a.m[0], a.m[1], a.m[2], a.m[3]};
@@ -184,26 +184,24 @@ Mw divSmall(const Mw& a, u64 k) {
         q[i] = static_cast<u64>(cur / k);
         rem = cur % k;
     }
-    Mw r;
-    r.negative = a.negative;
-    // q = m * 2^64 / k: value = q * 2^(exponent - 320); normalise the five words into four.
-    u64 top[5] = {q[0], q[1], q[2], q[3], q[4]};
     int lz = 0;
     for (int i = 4; i >= 0; --i) {
-        if (top[i] != 0) {
-            lz = (4 - i) * 64 + __builtin_clzll(top[i]);
+        if (q[i] != 0) {
+            lz = (4 - i) * 64 + __builtin_clzll(q[i]);
             break;
         }
     }
-    // shift the 320-bit q left by lz and keep the top 256 bits
+    // The top 256 bits of q << lz.
     u64 s[5];
     const int words2 = lz / 64, bits = lz % 64;
     for (int i = 4; i >= 0; --i) {
         const int from = i - words2;
-        u64 v = from >= 0 ? top[from] << bits : 0;
-        if (bits != 0 && from - 1 >= 0) v |= top[from - 1] >> (64 - bits);
+        u64 v = from >= 0 ? q[from] << bits : 0;
+        if (bits != 0 && from - 1 >= 0) v |= q[from - 1] >> (64 - bits);
         s[i] = v;
     }
+    Mw r;
+    r.negative = a.negative;
     for (int i = 0; i < 4; ++i) r.m[i] = s[i + 1];
     r.exponent = a.exponent - lz;
     return r;
