@@ -1,8 +1,7 @@
 #!/usr/bin/env bash
 # Compares the library's float functions with MPFR over every float input (all 2^32 bit patterns
-# of sinf, cosf, expf, atanf and acosf), atan2f over random pairs and the double exp over
-# random inputs. Not part of CI: about ten
-# minutes of processor time per function. Prints, per function, the inputs checked, those MPFR
+# of sinf, cosf, expf, atanf and acosf), atan2f over random pairs and the double exp over random
+# inputs. Not part of CI: about ten minutes of processor time per function. Prints, per function, the inputs checked, those MPFR
 # decided and the mismatches (must be 0); exits non-zero on any mismatch.
 # Usage: scripts/check-numerics.sh [build-dir] [threads] [atan2f-pairs] [exp-inputs]
 #   (threads: default 1, as the machine may be shared; atan2f-pairs: default 10^9; exp-inputs: the
