@@ -88,9 +88,15 @@ struct FloatContext {
     }
 };
 
-// The float that every value within 16 double ulps of d rounds to, if there is one.
+// The float that every value within 16 double ulps of d rounds to, if there is one. A NaN, an
+// infinity or a zero from the double function (whose special values follow C99 Annex F) decides
+// too: the float result is then the same special value, as the float range lies inside the
+// double range.
 bool filter(double d, float& out) {
-    if (!std::isfinite(d) || d == 0.0) return false;
+    if (d != d || std::isinf(d) || d == 0.0) {
+        out = static_cast<float>(d);
+        return true;
+    }
     const double e = std::fabs(d) * 0x1p-48;
     const float a = static_cast<float>(d - e);
     const float b = static_cast<float>(d + e);
@@ -268,6 +274,7 @@ int usage() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);  // every line out at once, for long runs
     if (argc < 2) return usage();
     const std::string mode = argv[1];
     if (mode == "exhaustive" && argc >= 3) {
