@@ -25,6 +25,10 @@ float atan2f(float y, float x);  // the angle of the point (x, y), in [-pi, pi]
 // Double functions, correctly rounded likewise (round to nearest, ties to even), Annex F special
 // values, overflow to +inf and underflow through the subnormals.
 double exp(double x);
+double sin(double x);
+double cos(double x);
+double atan(double x);
+double atan2(double y, double x);  // the angle of the point (x, y), in [-pi, pi]
 
 // Instruction sets of the array forms (and of other vector code in the library).
 enum class Isa { Sse2, Avx, Avx2, Avx512 };
