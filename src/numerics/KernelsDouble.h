@@ -10,15 +10,16 @@ namespace XELORAALGO::num::detail {
 
 constexpr int kTwoOverPiWordCount = 28;
 extern const unsigned long long kTwoOverPiWords[kTwoOverPiWordCount];  // 2/pi, 64 bits a word
-extern const dd::DD kSinPi64[32];  // sin(i pi/64)
-extern const dd::DD kCosPi64[32];  // cos(i pi/64)
+extern const double kSinHi[512], kSinLo[512];  // sin(i pi/1024) = hi + lo
+extern const double kCosHi[512], kCosLo[512];  // cos(i pi/1024) = hi + lo
 extern const dd::DD kAtan64[65];   // atan(i/64)
-constexpr dd::DD kPi64{0x1.921fb54442d18p-5, 0x1.1a62633145c07p-59};  // pi/64
+constexpr dd::DD kPi1024{0x1.921fb54442d18p-9, 0x1.1a62633145c07p-63};  // pi/1024
 
-// Reduction of a finite |x| >= 2^-8 by pi/64: |x| = (j + g) pi/64 with j an integer and |g| <= 1/2.
-// Returns j mod 128 and r = g pi/64 as a double-double: relative error below 2^-102 plus an absolute
-// error below 2^-132 (from the 1216 bits of 2/pi used at most). r is zero only when |g| < 2^-128.
-dd::DD reducePi64(double ax, int& j);
+// Reduction of a finite |x| >= 2^-12 by pi/1024: |x| = (j + g) pi/1024 with j an integer and
+// |g| <= 1/2. Returns j mod 2048 and r = g pi/1024 as a double-double: relative error below 2^-102
+// plus an absolute error below 2^-135 (from the 1216 bits of 2/pi used at most). r is zero only
+// when |g| < 2^-128.
+dd::DD reducePi1024(double ax, int& j);
 
 // The double nearest to v.hi + v.lo when every value within err of it rounds to that double.
 inline bool roundOrFail(dd::DD v, double err, double& out) {

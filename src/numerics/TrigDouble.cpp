@@ -1,9 +1,11 @@
 // sin and cos of a double, correctly rounded (round to nearest, ties to even).
-// Fast path: |x| = (j + g) pi/64 exactly reduced (r = g pi/64, |r| <= pi/128), then
-// sin(x) = S cos r + C sin r with S, C the double-double sine and cosine of j pi/64 (rotated by the
-// quadrant) and short Taylor polynomials in r: a double-double with a proven error bound (below
-// 2^-74 of |S| + |C r|, plus the reduction's own error). Ziv's test accepts it when the whole error
-// interval rounds to one double; otherwise the 256-bit path decides (KernelsDouble.h).
+// Fast path: |x| = (j + g) pi/1024 exactly reduced (r = g pi/1024, |r| <= pi/2048), then
+// sin(x) = S cos r + C sin r with S, C the double-double sine and cosine of j pi/1024 (rotated by the
+// quadrant): S + C rh is formed exactly (two-product and two-sum), every other term, at most 2^-19
+// of it, in plain double arithmetic with short Taylor polynomials. The result is a double-double
+// whose error stays below 2^-69.1 (|S| + |C r|) plus the reduction's; Ziv's test accepts it when
+// the whole error interval rounds to one double, otherwise the 256-bit path decides
+// (KernelsDouble.h).
 #include "KernelsDouble.h"
 #include "numerics.h"
 
@@ -12,60 +14,79 @@ namespace {
 
 using dd::DD;
 
-constexpr double kPi128 = 0x1.921fb54442d18p-6;  // below pi/128
+constexpr double kPi2048 = 0x1.921fb54442d18p-10;  // below pi/2048
+
+// Below 2^20, j = nearest(x 1024/pi) < 2^28.4 and pi/1024 = kP1 + kP2 + kP3 + kP4 + O(2^-168.8):
+// kP1 and kP2 have at most 24 significant bits, so j kP1 and j kP2 are exact.
+constexpr double kCodyWaiteLimit = 0x1p20;
+constexpr double kInvPi1024 = 0x1.45f306dc9c883p+8;
+constexpr double kP1 = 0x1.921fb4p-9, kP2 = 0x1.4442dp-33, kP3 = 0x1.8469898cc517p-57, kP4 = 0x1.b839a252049c1p-113;
+
+// r = x - j pi/1024 for pi/2048 < x < 2^20, as a double-double. x - j kP1 is exact (Sterbenz), the
+// subtractions of j kP2 and of the high part of j kP3 exact two-sums; the low parts (each below
+// 2^-53 |r| + 2^-81) are added in double: absolute error below 2^-132 plus 2^-104 |r|.
+DD reduceCodyWaite(double x, int& j) {
+    const double k = (x * kInvPi1024 + 0x1.8p52) - 0x1.8p52;
+    j = static_cast<int>(k) & 2047;
+    const DD t = dd::twoSum(x - k * kP1, -(k * kP2));
+    const DD p = dd::twoProd(k, kP3);
+    const DD s = dd::twoSum(t.hi, -p.hi);
+    return dd::fastTwoSum(s.hi, ((s.lo + t.lo) - p.lo) - k * kP4);
+}
 
 // Taylor coefficients (each rounded once; their rounding is part of the bound).
-constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720, kC8 = 1.0 / 40320, kC10 = 1.0 / 3628800;
-constexpr double kS5 = 1.0 / 120, kS7 = 1.0 / 5040, kS9 = 1.0 / 362880;
+constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720;
+constexpr double kS3 = 1.0 / 6, kS5 = 1.0 / 120, kS7 = 1.0 / 5040;
 
 // sin x (cosine = false) or cos x as a double-double, with its absolute error bound in err;
 // |x| >= 2^-27, finite.
+//
+// Error budget, relative to M = |S| + |C r| (|r| <= 2^-9.35, z = rh^2 <= 2^-18.7):
+//   terms left out: Sl (cos r - 1) and C rl rh^2/2 (2^-72.7 M each), Cl (sin r - r) (2^-74.3 M),
+//     the Taylor remainders (below 2^-90 M);
+//   S (cos r - 1), at most 2^-19.7 |S|, from four roundings: 2^-70.7 M;
+//   C (sin r - r), at most 2^-21.3 |C r|, from five roundings: 2^-72 M;
+//   the two last additions of the correction: 2^-72.2 M and 2^-74.3 M.
+// Sum below 2^-69.1 M; the bound uses 2^-68.47 M.
 DD sinCosFast(double x, bool cosine, double& err) {
     const double ax = x < 0 ? -x : x;
     int j = 0;
     DD r{ax, 0.0};
     double reductionErr = 0.0;
-    if (ax > kPi128) {
-        r = detail::reducePi64(ax, j);
-        reductionErr = 0x1p-131 + (r.hi < 0 ? -r.hi : r.hi) * 0x1p-101;
+    if (ax > kPi2048) {
+        r = ax < kCodyWaiteLimit ? reduceCodyWaite(ax, j) : detail::reducePi1024(ax, j);
+        reductionErr = 0x1p-132 + (r.hi < 0 ? -r.hi : r.hi) * 0x1p-102;
     }
-    const int i = j & 31;
-    const int q = ((j >> 5) + (cosine ? 1 : 0)) & 3;
-    // sin(q pi/2 + t) is sin t, cos t, -sin t, -cos t for q = 0..3; with t = i pi/64 + r,
+    const int i = j & 511;
+    const int q = ((j >> 9) + (cosine ? 1 : 0)) & 3;
+    // sin(q pi/2 + t) is sin t, cos t, -sin t, -cos t for q = 0..3; with t = i pi/1024 + r,
     // sin t = Sin_i cos r + Cos_i sin r and cos t = Cos_i cos r - Sin_i sin r.
-    DD s = detail::kSinPi64[i], c = detail::kCosPi64[i];
+    double sh = detail::kSinHi[i], sl = detail::kSinLo[i], ch = detail::kCosHi[i], cl = detail::kCosLo[i];
     if (q & 1) {
-        const DD t = s;
-        s = c;
-        c = dd::neg(t);
+        const double th = sh, tl = sl;
+        sh = ch;
+        sl = cl;
+        ch = -th;
+        cl = -tl;
     }
     if (q & 2) {
-        s = dd::neg(s);
-        c = dd::neg(c);
+        sh = -sh;
+        sl = -sl;
+        ch = -ch;
+        cl = -cl;
     }
-    const bool negate = !cosine && x < 0;
-
-    // r^2 = zh + zl + 2 rh rl (+ rl^2, below 2^-106 r^2).
     const double rh = r.hi, rl = r.lo;
-    const DD z = dd::twoProd(rh, rh);
-    const double zh = z.hi;
-    // cos r - 1 = -r^2/2 + r^4 (1/24 - r^2/720 + r^4/40320 - r^6/3628800): error below 2^-76.
-    const double cosTail = zh * zh * (kC4 - zh * (kC6 - zh * (kC8 - zh * kC10)));
-    const DD cosR = dd::add(dd::make(1.0), dd::fastTwoSum(-0.5 * zh, cosTail - (0.5 * z.lo + rh * rl)));
-    // sin r - r = -r^3/6 + r^5 (1/120 - r^2/5040 + r^4/362880): r^3 in double-double, error below
-    // 2^-77.5 |r|.
-    DD r3 = dd::twoProd(rh, zh);
-    r3.lo += rh * z.lo + 3.0 * zh * rl;
-    const DD cubeTerm = dd::divD(r3, -6.0);
-    const double sinTail = rh * zh * zh * (kS5 - zh * (kS7 - zh * kS9));
-    const DD sinR = dd::add(r, dd::add(cubeTerm, dd::make(sinTail)));
-
-    DD y = dd::mul(c, sinR);
-    if (s.hi != 0.0) y = dd::add(dd::mul(s, cosR), y);
-    if (negate) y = dd::neg(y);
-    const double as = s.hi < 0 ? -s.hi : s.hi;
-    const double acr = (c.hi < 0 ? -c.hi : c.hi) * (rh < 0 ? -rh : rh);
-    err = (as + acr) * 0x1p-74 + reductionErr;
+    const double z = rh * rh;
+    const double cosM1 = z * (-0.5 + z * (kC4 - z * kC6));             // cos rh - 1
+    const double sinMr = rh * z * (-kS3 + z * (kS5 - z * kS7));         // sin rh - rh
+    const DD p = dd::twoProd(ch, rh);
+    const DD h = dd::fastTwoSum(sh, p.hi);  // |sh| >= sin(pi/1024) > |ch rh|, or sh = 0
+    double corr = ((h.lo + p.lo) + sl) + cl * rh + ch * rl - sh * (rh * rl);
+    corr = (corr + ch * sinMr) + sh * cosM1;
+    DD y = dd::fastTwoSum(h.hi, corr);
+    if (!cosine && x < 0) y = dd::neg(y);
+    const double as = sh < 0 ? -sh : sh, ac = ch < 0 ? -ch : ch;
+    err = (as + ac * (rh < 0 ? -rh : rh)) * 0x1.7p-69 + ac * reductionErr * 1.01;
     return y;
 }
 

@@ -42,16 +42,18 @@ u64 bitsAt(const u64* p, int words, int pos) {
 
 }  // namespace
 
-dd::DD reducePi64(double ax, int& j) {
-    // x * 64/pi = x * 2^5 * 2/pi modulo 128: at least 186 fraction bits, truncation below 2^-133.
+dd::DD reducePi1024(double ax, int& j) {
+    // x * 1024/pi = x * 2^9 * 2/pi modulo 2048: at least 182 fraction bits, truncation below 2^-129.
+    constexpr int K = 11;
     u64 p[5];
-    const int sh = multiplyByTwoOverPi(ax, 5, 7, 4, p);
-    const u64 a = bitsAt(p, 5, sh - 57);  // 7 integer bits, 57 fraction bits
-    const u64 fhi = (a << 7) | (bitsAt(p, 5, sh - 121) >> 57);
-    const u64 flo = (bitsAt(p, 5, sh - 121) << 7) | (bitsAt(p, 5, sh - 185) >> 57);
+    const int sh = multiplyByTwoOverPi(ax, 9, K, 4, p);
+    const u64 a = bitsAt(p, 5, sh - (64 - K));  // K integer bits, 64 - K fraction bits
+    const u64 b = bitsAt(p, 5, sh - (128 - K));
+    const u64 fhi = (a << K) | (b >> (64 - K));
+    const u64 flo = (b << K) | (bitsAt(p, 5, sh - (192 - K)) >> (64 - K));
     // Round to the nearest j: a fraction of 1/2 or more counts from j + 1, negative.
     const bool negative = (fhi >> 63) != 0;
-    j = static_cast<int>(((a >> 57) + (negative ? 1 : 0)) & 127);
+    j = static_cast<int>(((a >> (64 - K)) + (negative ? 1 : 0)) & ((1u << K) - 1));
     u128 g = (static_cast<u128>(fhi) << 64) | flo;  // |g| * 2^128 after the negation below
     if (negative) g = -g;
     if (g == 0) return {0.0, 0.0};
@@ -64,7 +66,7 @@ dd::DD reducePi64(double ax, int& j) {
     const double low = static_cast<double>(static_cast<u64>(g >> 11)) * scale * 0x1p-64;  // bits 74..11
     dd::DD f = dd::fastTwoSum(hi, low);
     if (negative) f = dd::neg(f);
-    return dd::mul(f, kPi64);
+    return dd::mul(f, kPi1024);
 }
 
 mw::Mw reducePio2Accurate(double ax, int& q) {

@@ -94,15 +94,15 @@ TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
         EXPECT_EQ(got.hi, hi) << what << i;
         EXPECT_EQ(got.lo, mpfr_get_d(rest.v, MPFR_RNDN)) << what << i;
     };
-    for (int i = 0; i < 32; ++i) {
+    for (int i = 0; i < 512; ++i) {
         mpfr_mul_si(v.v, pi.v, i, MPFR_RNDN);
-        mpfr_div_ui(v.v, v.v, 64, MPFR_RNDN);
+        mpfr_div_ui(v.v, v.v, 1024, MPFR_RNDN);
         mpfr_sin(v.v, v.v, MPFR_RNDN);
-        expectPair(detail::kSinPi64[i], "sin(i pi/64), i = ", i);
+        expectPair({detail::kSinHi[i], detail::kSinLo[i]}, "sin(i pi/1024), i = ", i);
         mpfr_mul_si(v.v, pi.v, i, MPFR_RNDN);
-        mpfr_div_ui(v.v, v.v, 64, MPFR_RNDN);
+        mpfr_div_ui(v.v, v.v, 1024, MPFR_RNDN);
         mpfr_cos(v.v, v.v, MPFR_RNDN);
-        expectPair(detail::kCosPi64[i], "cos(i pi/64), i = ", i);
+        expectPair({detail::kCosHi[i], detail::kCosLo[i]}, "cos(i pi/1024), i = ", i);
     }
     for (int i = 0; i <= 64; ++i) {
         mpfr_set_si(v.v, i, MPFR_RNDN);
@@ -110,8 +110,8 @@ TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
         mpfr_atan(v.v, v.v, MPFR_RNDN);
         expectPair(detail::kAtan64[i], "atan(i/64), i = ", i);
     }
-    mpfr_div_ui(v.v, pi.v, 64, MPFR_RNDN);
-    expectPair(detail::kPi64, "pi/64", 1);
+    mpfr_div_ui(v.v, pi.v, 1024, MPFR_RNDN);
+    expectPair(detail::kPi1024, "pi/1024", 1);
     // 2/pi, 64 bits a word, and pi/2 to 256 bits.
     mpfr_ui_div(v.v, 2, pi.v, MPFR_RNDN);
     for (int w = 0; w < detail::kTwoOverPiWordCount; ++w) {
@@ -215,7 +215,7 @@ TEST(NumericsDouble, HardCasesRoundCorrectly) {
     EXPECT_SAME_DOUBLE(num::cos(closest), expected(mpfr_cos, closest));
     EXPECT_SAME_DOUBLE(num::cos(0x1.fffffffffffffp1023), expected(mpfr_cos, 0x1.fffffffffffffp1023));
     // Arguments at the thresholds of the shortcuts and of the reduction.
-    for (double x : {0x1p-26, 0x1.fffffffffffffp-27, 0x1p-27, 0x1.921fb54442d18p-6, 0x1.921fb54442d19p-6, 0.78,
+    for (double x : {0x1p-26, 0x1.fffffffffffffp-27, 0x1p-27, 0x1.921fb54442d18p-10, 0x1.921fb54442d19p-10, 0.78,
                      0x1.921fb54442d18p-1, 0x1.921fb54442d18p+0, 0x1p20, 0x1p64, 0x1.fffffffffffffp63}) {
         EXPECT_SAME_DOUBLE(num::sin(x), expected(mpfr_sin, x)) << std::hexfloat << x;
         EXPECT_SAME_DOUBLE(num::cos(x), expected(mpfr_cos, x)) << std::hexfloat << x;
@@ -235,13 +235,13 @@ TEST(NumericsDouble, HardCasesRoundCorrectly) {
 
 TEST(NumericsDouble, FastPathErrorBoundsHold) {
     // The bound each fast path reports must contain its actual error, on ordinary arguments, on
-    // arguments next to multiples of pi/64 and on huge ones.
+    // arguments next to multiples of pi/1024 and on huge ones.
     std::mt19937_64 rng(15);
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     Mpfr in(53), exact(400);
     for (int i = 0; i < 20000; ++i) {
         double x = i % 3 == 0 ? 512.0 * unit(rng) : std::ldexp(unit(rng), static_cast<int>(rng() % 1100) - 26);
-        if (i % 5 == 0) x = std::nearbyint(x * 0x1.45f306dc9c883p+4) * 0x1.921fb54442d18p-5;  // near j pi/64
+        if (i % 5 == 0) x = std::nearbyint(x * 0x1.45f306dc9c883p+8) * 0x1.921fb54442d18p-9;  // near j pi/1024
         if (std::fabs(x) < 0x1p-26 || !std::isfinite(x)) continue;
         mpfr_set_d(in.v, x, MPFR_RNDN);
         for (bool cosine : {false, true}) {
