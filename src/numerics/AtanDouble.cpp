@@ -1,9 +1,10 @@
 // atan and atan2 of doubles, correctly rounded (round to nearest, ties to even), C99 Annex F special
 // values. Fast path: t = |y/x| as a double-double; t > 1 is inverted (atan t = pi/2 - atan(1/t));
-// then atan t = atan(i/64) + atan(u) with i/64 the nearest table point and
-// u = (t - i/64) / (1 + t i/64), |u| <= 1/128, and atan u from its Taylor series: a double-double
-// with a proven error bound (2^-76 |u| plus 2^-100 of the terms). Ziv's test accepts it when the
-// error interval rounds to one double; otherwise the 256-bit path decides.
+// then atan t = atan(i/512) + atan(u) with i/512 the nearest table point and
+// u = (t - i/512) / (1 + t i/512), |u| <= 2^-10: the table's high part plus u is formed exactly, the
+// rest (at most 2^-21.6 of u, and the low parts) in plain double arithmetic. The double-double
+// result carries a proven error bound; Ziv's test accepts it when the error interval rounds to one
+// double, otherwise the 256-bit path decides.
 #include "KernelsDouble.h"
 #include "numerics.h"
 
@@ -15,7 +16,7 @@ using dd::DD;
 const DD kPio2{0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54};
 const DD kPi{0x1.921fb54442d18p+1, 0x1.1a62633145c07p-53};
 
-constexpr double kA5 = 1.0 / 5, kA7 = 1.0 / 7, kA9 = 1.0 / 9, kA11 = 1.0 / 11;
+constexpr double kA3 = 1.0 / 3, kA5 = 1.0 / 5, kA7 = 1.0 / 7;
 
 // a / b for double-doubles a and b > 0 with one correction step: relative error below 2^-103.
 DD quotient(DD a, DD b) {
@@ -26,34 +27,35 @@ DD quotient(DD a, DD b) {
 }
 
 // atan t for a double-double t = th + tl with 2^-64 <= t <= 2^64; err receives the absolute error
-// bound. When inverted, 1/t is formed first (relative error below 2^-103).
+// bound. Error budget (|u| <= 2^-10, relative to |u| unless stated): 1/t and u to 2^-103, plus
+// 2^-105 |v| from forming the numerator; the series' tail -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6)
+// to five roundings, 2^-72.3; the omitted u^9/9 and ul u^2, 2^-73; the additions of the correction,
+// 2^-74.6 and 2^-105 of the table value. The bound uses 2^-69 |u| + 2^-98 (v + atan(i/512)), with a
+// margin of four over the sum.
 DD atanFast(DD t, double& err) {
     const bool inverted = t.hi > 1.0;
     const DD v = inverted ? quotient(dd::make(1.0), t) : t;
-    const double i = (v.hi * 64.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..64
-    const double c = i * 0x1p-6;
-    // u = (v - c) / (1 + v c): v.hi - c is exact (Sterbenz, or c = 0).
-    const DD num = dd::twoSum(v.hi - c, v.lo);
+    const double i = (v.hi * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
+    const double c = i * 0x1p-9;
+    const int k = static_cast<int>(i);
+    // u = (v - c) / (1 + v c): v.hi - c is exact (Sterbenz, or c = 0), v c an exact product.
+    const DD num{v.hi - c, v.lo};
     const DD p = dd::twoProd(v.hi, c);
-    DD den = dd::fastTwoSum(1.0, p.hi);
-    den = dd::fastTwoSum(den.hi, den.lo + (p.lo + v.lo * c));
-    const DD u = quotient(num, den);
-    // atan u = u - u^3/3 + u^5 (1/5 - u^2/7 + u^4/9 - u^6/11), |u| <= 2^-7 (1 + 2^-50): the
-    // omitted u^13/13 is below 2^-87 |u|, the tail's double evaluation below 2^-79 |u|.
-    const double uh = u.hi, ul = u.lo;
-    const DD z = dd::twoProd(uh, uh);
-    DD u3 = dd::twoProd(uh, z.hi);
-    u3.lo += uh * z.lo + 3.0 * z.hi * ul;
-    const double zh = z.hi;
-    const double tail = uh * zh * zh * (kA5 - zh * (kA7 - zh * (kA9 - zh * kA11)));
-    const DD atanU = dd::add(u, dd::add(dd::divD(u3, -3.0), dd::make(tail)));
-    DD a = i != 0.0 ? dd::add(detail::kAtan64[static_cast<int>(i)], atanU) : atanU;
-    err = (uh < 0 ? -uh : uh) * 0x1p-76 + (v.hi + detail::kAtan64[static_cast<int>(i)].hi) * 0x1p-100;
-    if (inverted) {
-        a = dd::sub(kPio2, a);
-        err += 0x1p-103;
-    }
-    return a;
+    const DD den = dd::fastTwoSum(1.0, p.hi);
+    const double denLo = den.lo + (p.lo + v.lo * c);
+    const double uh = (num.hi + num.lo) / den.hi;
+    const DD uDen = dd::twoProd(uh, den.hi);
+    const double ul = ((((num.hi - uDen.hi) - uDen.lo) + num.lo) - uh * denLo) / den.hi;
+    const double z = uh * uh;
+    const double tail = uh * z * (-kA3 + z * (kA5 - z * kA7));
+    const DD h = dd::fastTwoSum(detail::kAtanHi[k], uh);  // atan(i/512) >= 2|u|, or 0
+    double corr = ((h.lo + detail::kAtanLo[k]) + ul) + tail;
+    err = (uh < 0 ? -uh : uh) * 0x1p-69 + (v.hi + detail::kAtanHi[k]) * 0x1p-98;
+    if (!inverted) return dd::fastTwoSum(h.hi, corr);
+    const DD s = dd::twoSum(kPio2.hi, -h.hi);
+    corr = (s.lo + kPio2.lo) - corr;
+    err += 0x1p-103;
+    return dd::fastTwoSum(s.hi, corr);
 }
 
 double withSign(double v, bool negative) { return negative ? -v : v; }

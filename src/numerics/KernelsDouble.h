@@ -12,7 +12,7 @@ constexpr int kTwoOverPiWordCount = 28;
 extern const unsigned long long kTwoOverPiWords[kTwoOverPiWordCount];  // 2/pi, 64 bits a word
 extern const double kSinHi[512], kSinLo[512];  // sin(i pi/1024) = hi + lo
 extern const double kCosHi[512], kCosLo[512];  // cos(i pi/1024) = hi + lo
-extern const dd::DD kAtan64[65];   // atan(i/64)
+extern const double kAtanHi[513], kAtanLo[513];  // atan(i/512) = hi + lo
 constexpr dd::DD kPi1024{0x1.921fb54442d18p-9, 0x1.1a62633145c07p-63};  // pi/1024
 
 // Reduction of a finite |x| >= 2^-12 by pi/1024: |x| = (j + g) pi/1024 with j an integer and

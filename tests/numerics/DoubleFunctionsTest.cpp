@@ -104,11 +104,11 @@ TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
         mpfr_cos(v.v, v.v, MPFR_RNDN);
         expectPair({detail::kCosHi[i], detail::kCosLo[i]}, "cos(i pi/1024), i = ", i);
     }
-    for (int i = 0; i <= 64; ++i) {
+    for (int i = 0; i <= 512; ++i) {
         mpfr_set_si(v.v, i, MPFR_RNDN);
-        mpfr_div_ui(v.v, v.v, 64, MPFR_RNDN);
+        mpfr_div_ui(v.v, v.v, 512, MPFR_RNDN);
         mpfr_atan(v.v, v.v, MPFR_RNDN);
-        expectPair(detail::kAtan64[i], "atan(i/64), i = ", i);
+        expectPair({detail::kAtanHi[i], detail::kAtanLo[i]}, "atan(i/512), i = ", i);
     }
     mpfr_div_ui(v.v, pi.v, 1024, MPFR_RNDN);
     expectPair(detail::kPi1024, "pi/1024", 1);
@@ -249,7 +249,7 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
             const dd::DD got = detail::sinCosFastForTest(x, cosine, err);
             (cosine ? mpfr_cos : mpfr_sin)(exact.v, in.v, MPFR_RNDN);
             ASSERT_LE(absoluteError(got, exact.v), err) << std::hexfloat << x << (cosine ? " cos" : " sin");
-            ASSERT_LT(err, std::fabs(got.hi) * 0x1p-60) << "bound too loose to decide, " << std::hexfloat << x;
+            ASSERT_LT(err, std::fabs(got.hi) * 0x1p-66) << "bound too loose to decide, " << std::hexfloat << x;
         }
         const double t = std::ldexp(std::fabs(unit(rng)), static_cast<int>(rng() % 120) - 60);
         if (t < 0x1p-64) continue;
@@ -258,7 +258,7 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
         double err;
         const dd::DD got = detail::atanFastForTest({t, 0.0}, err);
         ASSERT_LE(absoluteError(got, exact.v), err) << std::hexfloat << t;
-        ASSERT_LT(err, got.hi * 0x1p-70) << std::hexfloat << t;
+        ASSERT_LT(err, got.hi * 0x1p-66) << std::hexfloat << t;
     }
 }
 
