@@ -36,11 +36,14 @@ Mw reciprocalSqrt(const Mw& a) {
 }  // namespace
 
 Mw reciprocal(const Mw& b) {
-    // y <- y + y (1 - b y) from the double estimate: 53, 106, 212 and then all 256 bits.
-    Mw y = mw::fromDouble(1.0 / mw::toDouble(b));
+    // b = m 2^(e - 1) with m in [1, 2) (any exponent, beyond the double range too); 1/m by
+    // y <- y + y (1 - m y) from the double estimate: 53, 106, 212 and then all 256 bits.
+    const int shift = 1 - b.exponent;
+    const Mw m = mw::scale(b, shift);
+    Mw y = mw::fromDouble(1.0 / mw::toDouble(m));
     const Mw one = mw::fromDouble(1.0);
-    for (int k = 0; k < 4; ++k) y = mw::add(y, mw::mul(y, mw::sub(one, mw::mul(b, y))));
-    return y;
+    for (int k = 0; k < 4; ++k) y = mw::add(y, mw::mul(y, mw::sub(one, mw::mul(m, y))));
+    return mw::scale(y, shift);
 }
 
 double sinCosAccurate256(double x, bool cosine) {
