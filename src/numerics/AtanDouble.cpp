@@ -27,30 +27,40 @@ DD quotient(DD a, DD b) {
 }
 
 // atan t for a double-double t = th + tl with 2^-64 <= t <= 2^64; err receives the absolute error
-// bound. Error budget (|u| <= 2^-10, relative to |u| unless stated): 1/t and u to 2^-103, plus
-// 2^-105 |v| from forming the numerator; the series' tail -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6)
-// to five roundings, 2^-72.3; the omitted u^9/9 and ul u^2, 2^-73; the additions of the correction,
-// 2^-74.6 and 2^-105 of the table value. The bound uses 2^-69 |u| + 2^-98 (v + atan(i/512)), with a
-// margin of four over the sum.
+// bound. Error budget (|u| <= 2^-10, relative to |u| unless stated): u to 2^-103, plus 2^-105 |v|
+// (v = t or 1/t) from forming the numerator and the denominator; the series' tail
+// -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6) to five roundings, 2^-72.3; the omitted u^9/9 and
+// ul u^2, 2^-73; the additions of the correction, 2^-74.6 and 2^-105 of the table value. The bound
+// uses 2^-69 |u| + 2^-98 (v + atan(i/512)), with a margin of four over the sum.
 DD atanFast(DD t, double& err) {
     const bool inverted = t.hi > 1.0;
-    const DD v = inverted ? quotient(dd::make(1.0), t) : t;
-    const double i = (v.hi * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
+    // v = t, or 1/t (only to choose the table point: u below needs no quotient 1/t).
+    const double v = inverted ? 1.0 / t.hi : t.hi;
+    const double i = (v * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
     const double c = i * 0x1p-9;
     const int k = static_cast<int>(i);
-    // u = (v - c) / (1 + v c): v.hi - c is exact (Sterbenz, or c = 0), v c an exact product.
-    const DD num{v.hi - c, v.lo};
-    const DD p = dd::twoProd(v.hi, c);
-    const DD den = dd::fastTwoSum(1.0, p.hi);
-    const double denLo = den.lo + (p.lo + v.lo * c);
+    // u = (v - c) / (1 + v c), for v = 1/t also (1 - c t) / (t + c). In both forms the head of the
+    // numerator is exact (Sterbenz, or c = 0) and the product in it an exact two-product.
+    DD num, den;
+    if (!inverted) {
+        const DD p = dd::twoProd(t.hi, c);
+        num = {t.hi - c, t.lo};
+        den = dd::fastTwoSum(1.0, p.hi);
+        den.lo += p.lo + t.lo * c;
+    } else {
+        const DD p = dd::twoProd(c, t.hi);
+        num = {1.0 - p.hi, -(p.lo + c * t.lo)};
+        den = dd::twoSum(t.hi, c);
+        den.lo += t.lo;
+    }
     const double uh = (num.hi + num.lo) / den.hi;
     const DD uDen = dd::twoProd(uh, den.hi);
-    const double ul = ((((num.hi - uDen.hi) - uDen.lo) + num.lo) - uh * denLo) / den.hi;
+    const double ul = ((((num.hi - uDen.hi) - uDen.lo) + num.lo) - uh * den.lo) / den.hi;
     const double z = uh * uh;
     const double tail = uh * z * (-kA3 + z * (kA5 - z * kA7));
     const DD h = dd::fastTwoSum(detail::kAtanHi[k], uh);  // atan(i/512) >= 2|u|, or 0
     double corr = ((h.lo + detail::kAtanLo[k]) + ul) + tail;
-    err = (uh < 0 ? -uh : uh) * 0x1p-69 + (v.hi + detail::kAtanHi[k]) * 0x1p-98;
+    err = (uh < 0 ? -uh : uh) * 0x1p-69 + (v + detail::kAtanHi[k]) * 0x1p-98;
     if (!inverted) return dd::fastTwoSum(h.hi, corr);
     const DD s = dd::twoSum(kPio2.hi, -h.hi);
     corr = (s.lo + kPio2.lo) - corr;
@@ -134,15 +144,17 @@ double atan2(double y, double x) {
             const double my = scaleByPowerOfTwo(ay, -exponentOf(ay));
             const double mx = scaleByPowerOfTwo(ax, -exponentOf(ax));
             const DD q = quotient(dd::make(my), dd::make(mx));
-            if (detail::roundOrFail(q, q.hi * 0x1p-100, out)) return withSign(scaleByPowerOfTwo(out, d), negative);
+            if (detail::roundOrFail(q, q.hi * 0x1p-100, out))
+                return withSign(scaleByPowerOfTwo(out, d), negative);
         }
         return withSign(detail::atan2Accurate256(ay, ax, xNegative), negative);
     }
-    // Scale both by the same power of two so that x lies in [1, 2): exact, and y/x stays within
-    // [2^-63, 2^63], where the double-double arithmetic neither overflows nor underflows.
+    // Scale both by the same power of two when x lies outside [2^-500, 2^501): exact, and y/x stays
+    // within [2^-63, 2^63], so that the double-double arithmetic neither overflows nor underflows.
     const int ex = exponentOf(ax);
-    const double sx = scaleByPowerOfTwo(ax, -ex);
-    const double sy = scaleByPowerOfTwo(ay, -ex);
+    const bool scaled = ex < -500 || ex > 500;
+    const double sx = scaled ? scaleByPowerOfTwo(ax, -ex) : ax;
+    const double sy = scaled ? scaleByPowerOfTwo(ay, -ex) : ay;
     const DD q = quotient(dd::make(sy), dd::make(sx));
     double err;
     DD a = atanFast(q, err);

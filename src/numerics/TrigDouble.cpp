@@ -20,7 +20,8 @@ constexpr double kPi2048 = 0x1.921fb54442d18p-10;  // below pi/2048
 // kP1 and kP2 have at most 24 significant bits, so j kP1 and j kP2 are exact.
 constexpr double kCodyWaiteLimit = 0x1p20;
 constexpr double kInvPi1024 = 0x1.45f306dc9c883p+8;
-constexpr double kP1 = 0x1.921fb4p-9, kP2 = 0x1.4442dp-33, kP3 = 0x1.8469898cc517p-57, kP4 = 0x1.b839a252049c1p-113;
+constexpr double kP1 = 0x1.921fb4p-9, kP2 = 0x1.4442dp-33;
+constexpr double kP3 = 0x1.8469898cc517p-57, kP4 = 0x1.b839a252049c1p-113;
 
 // r = x - j pi/1024 for pi/2048 < x < 2^20, as a double-double. x - j kP1 is exact (Sterbenz), the
 // subtractions of j kP2 and of the high part of j kP3 exact two-sums; the low parts (each below
