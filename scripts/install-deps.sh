@@ -11,6 +11,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
+  libmpfr-dev
   python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-matplotlib
 )
 if [ "${1:-}" = "--windows" ]; then

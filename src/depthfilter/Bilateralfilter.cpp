@@ -11,6 +11,7 @@
 
 #include "Bilateralfilter.h"
 #include "frame/BandedWorkers.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -27,7 +28,7 @@ std::vector<double> spatialTable(long long sigma, long long hy, long long hx) {
     for (long long di = -hy; di <= hy; ++di) {
         for (long long dj = -hx; dj <= hx; ++dj) {
             const long long q = divisor != 0 ? (di * di + dj * dj) / divisor : 0;
-            table.push_back(std::exp(static_cast<double>(q)));
+            table.push_back(num::exp(static_cast<double>(q)));
         }
     }
     return table;
@@ -78,7 +79,7 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
                         if (!mask[j]) continue;
                         const float v = src[j];
                         const float delta = v - centre;
-                        const float wr = expf((-delta * delta) / rangeDenominator);
+                        const float wr = num::expf((-delta * delta) / rangeDenominator);
                         const float wgt = wr * wsRow[dj + hx];
                         s += v * wgt;
                         nsum += wgt;

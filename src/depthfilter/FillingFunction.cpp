@@ -20,6 +20,7 @@
 
 #include "depthfilter.h"
 #include "frame/CameraModel.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -54,7 +55,7 @@ inline float angleDeg(const Vec3& u, const Vec3& v) {
     const float dot = u.x * v.x + u.y * v.y + u.z * v.z;
     const float nu = sqrtf(u.x * u.x + u.y * u.y + u.z * u.z);
     const float nv = sqrtf(v.x * v.x + v.y * v.y + v.z * v.z);
-    const float deg = acosf(dot / (nu * nv)) * 180.0f;
+    const float deg = num::acosf(dot / (nu * nv)) * 180.0f;
     return static_cast<float>(static_cast<double>(deg) / 3.1415926535898);
 }
 

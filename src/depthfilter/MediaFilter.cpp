@@ -15,6 +15,7 @@
 
 #include "MediaFilterNetwork.h"
 #include "depthfilter.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -60,13 +61,7 @@ void filterMap(float* map, int w, int h, bool avx) {
     }
 }
 
-bool avxUsable() {
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-    return __builtin_cpu_supports("avx");  // also checks that the system saves the AVX registers
-#else
-    return false;
-#endif
-}
+bool avxUsable() { return num::isaUsable(num::Isa::Avx); }
 
 void filterWith(const AlgoEngine& engine, float* map, int order, bool avx) {
     const int w = engine.roi.width, h = engine.roi.height;

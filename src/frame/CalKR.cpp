@@ -10,6 +10,7 @@
 
 #include "frame.h"
 #include "frame/CameraModel.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace frame {
@@ -57,11 +58,11 @@ void CalKR(AlgoEngine& e) {
             const double m = ((e.epipole1Y - ys) - offY) / ((e.epipole1X - xs) - offX);
             const float mapped = static_cast<float>(A - B * m) / static_cast<float>(C * m + D);
             e.mappedLineSlope[i] = mapped;
-            e.mappedLineAngle[i] = atanf(mapped);
+            e.mappedLineAngle[i] = num::atanf(mapped);
             const float epi = static_cast<float>((e.epipole2Y - ys) - offY) /
                               static_cast<float>((e.epipole2X - xs) - offX);
             e.epipoleLineSlope[i] = epi;
-            e.epipoleLineAngle[i] = atanf(epi);
+            e.epipoleLineAngle[i] = num::atanf(epi);
         }
     }
 
@@ -75,8 +76,8 @@ void CalKR(AlgoEngine& e) {
     if (s10 < smin) smin = s10;
     if (s01 < smin) smin = s01;
     if (s11 < smin) smin = s11;
-    e.angleMin = std::atan(smin);
-    e.angleStep = std::fabs(std::atan(1.0 / e.epipole2X));
+    e.angleMin = num::atan(smin);
+    e.angleStep = std::fabs(num::atan(1.0 / e.epipole2X));
 
     e.lineIndexMap.assign(n, 0.0);
     for (std::size_t i = 0; i < n; ++i)

@@ -21,6 +21,7 @@
 
 #include "fringe.h"
 #include "frame/BandedWorkers.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fringe {
@@ -105,17 +106,6 @@ void forEachPixel(std::size_t n, const Fn& fn) {
     });
 }
 
-// Runtime value of a float sine/cosine of a constant (kept out of compile-time folding so that the
-// C runtime's function is the one that decides).
-float runtimeSinf(float x) {
-    volatile float v = x;
-    return sinf(v);
-}
-float runtimeCosf(float x) {
-    volatile float v = x;
-    return cosf(v);
-}
-
 // Vertical consistency check: a pixel whose phase differs by more than 5 % (relative to its own
 // phase) from more than two of the rows r-3 .. r+3 of its column is invalidated.
 void verticalCheck(const AlgoEngine& e, bool* validMask, const float* phase) {
@@ -187,8 +177,8 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         float sinK[4], cosK[4];
         const float shift[4] = {1.5707964f, 3.1415927f, 4.712389f, 6.2831855f};
         for (int k = 0; k < 4; ++k) {
-            sinK[k] = runtimeSinf(shift[k]);
-            cosK[k] = runtimeCosf(shift[k]);
+            sinK[k] = num::sinf(shift[k]);
+            cosK[k] = num::cosf(shift[k]);
         }
         std::unique_ptr<float[]> f[4];
         for (auto& fk : f) fk.reset(new float[n]);
@@ -196,7 +186,7 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
             for (int k = 1; k <= 4; ++k) {
                 float* fk = f[k - 1].get();
                 const float base = static_cast<float>(k) * kHalfPiF;
-                for (std::size_t i = 0; i < n; ++i) fk[i] = sinf(base + phi[i]) * 127.5f + 127.5f;
+                for (std::size_t i = 0; i < n; ++i) fk[i] = num::sinf(base + phi[i]) * 127.5f + 127.5f;
                 SmoothMaskedMap(e, fk, mask.get(), smoothSigma);
             }
             for (std::size_t i = 0; i < n; ++i) {
@@ -205,7 +195,7 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
                     s = s + f[k][i] * sinK[k];
                     c = c + f[k][i] * cosK[k];
                 }
-                phi[i] = atan2f(c, s);
+                phi[i] = num::atan2f(c, s);
             }
         }
     }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "fringe.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fringe {
@@ -39,7 +40,7 @@ std::vector<double> gaussianWeights(float sigma, int maxReach) {
     double sum = 0.0;
     for (int x = -radius; x <= radius; ++x) {
         const long long xx = static_cast<long long>(x) * x;
-        const double e = static_cast<double>(expf(static_cast<float>(-xx) / denom));
+        const double e = static_cast<double>(num::expf(static_cast<float>(-xx) / denom));
         sum += e;
         if (x >= -reach && x <= reach) w[static_cast<std::size_t>(x + reach)] = e;
     }

@@ -15,6 +15,7 @@
 #include <cstdlib>
 
 #include "laserline.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace laserline {
@@ -34,7 +35,7 @@ unsigned char clampByte(double v) {
 
 // 3 x 3 Gaussian (sigma 1) with replicated borders; horizontal pass in place, left to right.
 void blur3(const unsigned char* image, int W, int H, std::vector<unsigned char>& B) {
-    const double e = std::exp(-0.5);
+    const double e = num::exp(-0.5);
     const double sum = e + 1.0 + e;
     const double k0 = e / sum, k1 = 1.0 / sum, k2 = e / sum;
     const std::size_t PW = static_cast<std::size_t>(W) + 2;

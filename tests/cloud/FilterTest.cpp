@@ -13,6 +13,7 @@
 
 #include "XeloraAlgo.h"
 #include "cloud/cloud.h"
+#include "numerics/numerics.h"
 
 using XELORAALGO::XeloraAlgo;
 using XELORAALGO::cloud::Cloud;
@@ -186,7 +187,7 @@ TEST(CloudSmooth, WindowRadiusGateAndFloatMean) {
 TEST(GaussianfilterPMR, DepthGateAndRenormalisedEnds) {
     // r = 2: sigma = 5/3, weights exp(-j^2 / (2 sigma^2)), normalised over the taps used.
     double w[5];
-    for (int j = 0; j < 5; ++j) w[j] = std::exp(-(j - 2) * (j - 2) / (50.0 / 9.0));
+    for (int j = 0; j < 5; ++j) w[j] = XELORAALGO::num::exp(-(j - 2) * (j - 2) / (50.0 / 9.0));
     // Depths 10, 11, 13, 16, 15.5, 21, 12; the point with x = 0 is not in the sequence (else the first
     // point's taps would shift).
     Cloud c{{1, 0, 10}, {0, 5, 999}, {2, 0, 11}, {3, 0, 13}, {4, 0, 16}, {5, 0, 15.5}, {6, 0, 21}, {7, 0, 12}};

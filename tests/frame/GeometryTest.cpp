@@ -7,6 +7,7 @@
 #include "FrameTestUtil.h"
 #include "frame/AlgoEngine.h"
 #include "frame/frame.h"
+#include "numerics/numerics.h"
 
 using namespace XELORAALGO;
 
@@ -51,7 +52,7 @@ TEST(CalKR, PixelOnTheHorizontalThroughEpipoleOneGetsSlopeAOverD) {
     for (int c = 0; c < 16; ++c) {
         const std::size_t i = 512u * 16u + c;
         EXPECT_EQ(e.mappedLineSlope[i], static_cast<float>(A) / static_cast<float>(D)) << c;
-        EXPECT_EQ(e.mappedLineAngle[i], atanf(e.mappedLineSlope[i]));
+        EXPECT_EQ(e.mappedLineAngle[i], XELORAALGO::num::atanf(e.mappedLineSlope[i]));
     }
 }
 
@@ -71,7 +72,7 @@ TEST(CalKR, SensorPositionsAreFloatSumsOfStepAndOffset) {
     EXPECT_EQ(e.epipoleLineSlope[i], expected);
     const double xsDouble = 6000.0 + static_cast<double>(0.3f);
     ASSERT_NE(xsFloat, xsDouble);  // the case really distinguishes the two sums
-    EXPECT_EQ(e.lineIndexMap[i], (static_cast<double>(atanf(expected)) - e.angleMin) / e.angleStep);
+    EXPECT_EQ(e.lineIndexMap[i], (static_cast<double>(XELORAALGO::num::atanf(expected)) - e.angleMin) / e.angleStep);
 }
 
 TEST(CalKR, LineIndicesAdvanceAboutOneLinePerRow) {

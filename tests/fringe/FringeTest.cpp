@@ -14,6 +14,7 @@
 
 #include "XeloraAlgo.h"
 #include "fringe/fringe.h"
+#include "numerics/numerics.h"
 
 using XELORAALGO::AlgoEngine;
 namespace fr = XELORAALGO::fringe;
@@ -46,7 +47,7 @@ std::vector<float> referenceSmooth(const Case& in, float sigma) {
     const int R = int(std::floor(1.5 * double(sigma))), w = in.w, h = in.h;
     std::vector<double> k;
     double sum = 0.0;
-    for (int x = -R; x <= R; ++x) sum += k.emplace_back(double(expf(float(-x * x) / ((sigma + sigma) * sigma))));
+    for (int x = -R; x <= R; ++x) sum += k.emplace_back(double(XELORAALGO::num::expf(float(-x * x) / ((sigma + sigma) * sigma))));
     for (auto& v : k) v /= sum;
     auto pass = [&](const std::vector<float>& src, int dr, int dc) {
         std::vector<float> out(src.size(), 0.0f);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "LineTestUtil.h"
+#include "numerics/numerics.h"
 
 using namespace linetest;
 
@@ -175,7 +176,7 @@ TEST(FitLineFunction_V, LocalLineFitWindowsEndsAndExclusions) {
 }
 
 TEST(Gaussianfilter, SmoothsNonZeroEntriesButNotAcrossJumps) {
-    const double e = std::exp(-0.5), n3 = 1 + 2 * e;  // n = 1: 3 taps, sigma = 1
+    const double e = XELORAALGO::num::exp(-0.5), n3 = 1 + 2 * e;  // n = 1: 3 taps, sigma = 1
     Point2dList p{{10, 0}, {0, 1}, {10, 2}, {13, 3}, {10, 4}, {10, 5}};
     laserline::Gaussianfilter(p, 1);  // the zero entry is skipped and kept: gathered x 10, 10, 13, 10, 10
     const double want[6] = {10, 0, (10 + 23 * e) / n3, (13 + 20 * e) / n3, (10 + 23 * e) / n3, 10};

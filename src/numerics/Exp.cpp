@@ -1,0 +1,18 @@
+// expf: float in, correctly rounded float out, including the subnormal results below 2^-126,
+// overflow to +inf above 0x1.62e42ep+6 and underflow to +0 below about -103.97.
+#include "LaneKernels.h"
+#include "numerics.h"
+
+namespace XELORAALGO::num {
+
+float expf(float x) {
+    if (x != x) return x + x;
+    if (x > 89.0f) return static_cast<float>(0x1p1000 * 0x1p1000);  // +inf (also for x = +inf)
+    if (x < -104.0f) return 0.0f;                                  // e^-104 < 2^-150
+    const double y = detail::expKernelV(static_cast<double>(x));
+    float out;
+    if (detail::settles(y, y * detail::kMargin, out)) return out;
+    return detail::expAccurate(x);
+}
+
+}  // namespace XELORAALGO::num

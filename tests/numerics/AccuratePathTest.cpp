@@ -1,0 +1,198 @@
+// The constant tables and the double-double paths against MPFR. The double-double paths decide only
+// a few inputs in a million through the public functions; here they are called directly on many
+// ordinary inputs, so that a fault in them cannot hide behind the rarity of their use.
+#include <gtest/gtest.h>
+
+#include <mpfr.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <random>
+
+#include "Kernels.h"
+#include "numerics.h"
+
+namespace num = XELORAALGO::num;
+namespace detail = XELORAALGO::num::detail;
+
+namespace {
+
+struct Mpfr {
+    mpfr_t v;
+    explicit Mpfr(int precision = 300) { mpfr_init2(v, precision); }
+    ~Mpfr() { mpfr_clear(v); }
+    Mpfr(const Mpfr&) = delete;
+    Mpfr& operator=(const Mpfr&) = delete;
+};
+
+// The float nearest to f(x) (float exponent range and subnormals).
+float mpfrFloat(int (*f)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t), float x) {
+    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
+    mpfr_set_emin(-148);
+    mpfr_set_emax(128);
+    Mpfr in(24), out(24);
+    mpfr_set_flt(in.v, x, MPFR_RNDN);
+    const int t = f(out.v, in.v, MPFR_RNDN);
+    mpfr_subnormalize(out.v, t, MPFR_RNDN);
+    const float r = mpfr_get_flt(out.v, MPFR_RNDN);
+    mpfr_set_emin(emin);
+    mpfr_set_emax(emax);
+    return r;
+}
+
+// |hi + lo - exact| / |exact| for a double-double.
+double relativeError(num::dd::DD got, const mpfr_t exact) {
+    Mpfr d;
+    mpfr_set_d(d.v, got.hi, MPFR_RNDN);
+    mpfr_add_d(d.v, d.v, got.lo, MPFR_RNDN);
+    mpfr_sub(d.v, d.v, exact, MPFR_RNDN);
+    mpfr_div(d.v, d.v, exact, MPFR_RNDN);
+    return std::fabs(mpfr_get_d(d.v, MPFR_RNDN));
+}
+
+}  // namespace
+
+TEST(NumericsTables, EntriesAreTheNearestDoublesOfTheirValues) {
+    Mpfr v, rest;
+    for (int j = 0; j < 32; ++j) {
+        mpfr_set_si(v.v, j, MPFR_RNDN);
+        mpfr_div_ui(v.v, v.v, 32, MPFR_RNDN);
+        mpfr_exp2(v.v, v.v, MPFR_RNDN);
+        EXPECT_EQ(detail::kExp2Table[j], mpfr_get_d(v.v, MPFR_RNDN)) << "2^(" << j << "/32)";
+    }
+    for (int i = 0; i <= 8; ++i) {
+        mpfr_set_si(v.v, i, MPFR_RNDN);
+        mpfr_div_ui(v.v, v.v, 8, MPFR_RNDN);
+        mpfr_atan(v.v, v.v, MPFR_RNDN);
+        const double hi = mpfr_get_d(v.v, MPFR_RNDN);
+        mpfr_sub_d(rest.v, v.v, hi, MPFR_RNDN);
+        EXPECT_EQ(detail::kAtanEighths[i].hi, hi) << "atan(" << i << "/8)";
+        EXPECT_EQ(detail::kAtanEighths[i].lo, mpfr_get_d(rest.v, MPFR_RNDN)) << "atan(" << i << "/8)";
+    }
+    // pi/2 = C1 + C2 + C3 to within 2^-120, with C1 and C2 of at most 33 significant bits.
+    mpfr_const_pi(v.v, MPFR_RNDN);
+    mpfr_div_2ui(v.v, v.v, 1, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kPio2C1, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kPio2C2, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kPio2C3, MPFR_RNDN);
+    EXPECT_LT(std::fabs(mpfr_get_d(v.v, MPFR_RNDN)), 0x1p-120);
+    for (double c : {detail::kPio2C1, detail::kPio2C2 * 0x1p34}) EXPECT_EQ(std::fmod(c * 0x1p32, 1.0), 0.0);
+    // ln2/32 = hi + lo to within 2^-100, hi with at most 40 significant bits.
+    mpfr_const_log2(v.v, MPFR_RNDN);
+    mpfr_div_ui(v.v, v.v, 32, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kLn2o32Hi, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kLn2o32Lo, MPFR_RNDN);
+    EXPECT_LT(std::fabs(mpfr_get_d(v.v, MPFR_RNDN)), 0x1p-100);
+    EXPECT_EQ(std::fmod(detail::kLn2o32Hi * 0x1p45, 1.0), 0.0);
+}
+
+TEST(NumericsAccuratePaths, LargeArgumentReductionIsExact) {
+    // |x| - q pi/2 against MPFR with enough bits for the largest float (2^128 needs 128 + 120 bits).
+    std::mt19937 rng(11);
+    Mpfr x(400), pio2(400), q(400), r(400);
+    mpfr_const_pi(pio2.v, MPFR_RNDN);
+    mpfr_div_2ui(pio2.v, pio2.v, 1, MPFR_RNDN);
+    for (int i = 0; i < 20000; ++i) {
+        std::uint32_t b = 0x3f490fdbu + rng() % (0x7f7fffffu - 0x3f490fdbu);  // pi/4 .. FLT_MAX
+        float f;
+        std::memcpy(&f, &b, sizeof f);
+        int quadrant;
+        const num::dd::DD got = detail::reduceLarge(f, quadrant);
+        mpfr_set_flt(x.v, f, MPFR_RNDN);
+        mpfr_div(q.v, x.v, pio2.v, MPFR_RNDN);
+        mpfr_rint(q.v, q.v, MPFR_RNDN);
+        mpfr_mul(r.v, q.v, pio2.v, MPFR_RNDN);
+        mpfr_sub(r.v, x.v, r.v, MPFR_RNDN);
+        mpfr_fmod_ui(q.v, q.v, 4, MPFR_RNDN);
+        ASSERT_EQ(quadrant, static_cast<int>(mpfr_get_si(q.v, MPFR_RNDN) + 4) % 4) << std::hexfloat << f;
+        ASSERT_LT(relativeError(got, r.v), 0x1p-85) << std::hexfloat << f;
+    }
+}
+
+TEST(NumericsAccuratePaths, DoubleDoubleEvaluationsRoundCorrectly) {
+    std::mt19937 rng(12);
+    std::uniform_real_distribution<float> angle(-100.0f, 100.0f), exponent(-104.0f, 88.7f);
+    std::uniform_real_distribution<double> slope(0.0, 50.0);
+    Mpfr t(120), exact;
+    for (int i = 0; i < 3000; ++i) {
+        const float a = angle(rng), e = exponent(rng);
+        ASSERT_EQ(detail::sinCosAccurate(a, false), mpfrFloat(mpfr_sin, a)) << std::hexfloat << a;
+        ASSERT_EQ(detail::sinCosAccurate(a, true), mpfrFloat(mpfr_cos, a)) << std::hexfloat << a;
+        ASSERT_EQ(detail::expAccurate(e), mpfrFloat(mpfr_exp, e)) << std::hexfloat << e;
+        // atan of a double-double argument, beyond float precision: relative error below 2^-100.
+        const num::dd::DD s{slope(rng), 0.0};
+        const num::dd::DD arg{s.hi, s.hi * 0x1p-60 * (i % 3 - 1)};
+        mpfr_set_d(t.v, arg.hi, MPFR_RNDN);
+        mpfr_add_d(t.v, t.v, arg.lo, MPFR_RNDN);
+        mpfr_atan(exact.v, t.v, MPFR_RNDN);
+        ASSERT_LT(relativeError(detail::atanAccurate(arg), exact.v), 0x1p-100) << arg.hi;
+    }
+}
+
+TEST(NumericsAccuratePaths, DoubleDoubleToFloatRoundsTheExactSum) {
+    // hi is a float midpoint: lo alone decides; with lo = 0, ties go to even.
+    const double mid = 1.0 + 0x1p-24;
+    EXPECT_EQ(num::dd::toFloat({mid, 0x1p-80}), 1.0f + 0x1p-23f);
+    EXPECT_EQ(num::dd::toFloat({mid, -0x1p-80}), 1.0f);
+    EXPECT_EQ(num::dd::toFloat({mid, 0.0}), 1.0f);
+    EXPECT_EQ(num::dd::toFloat({-mid, -0x1p-80}), -(1.0f + 0x1p-23f));
+    EXPECT_EQ(num::dd::toFloat({-mid, 0x1p-80}), -1.0f);
+    // Subnormal float results: half of 2^-149 plus a trace rounds up, minus a trace rounds to zero.
+    EXPECT_EQ(num::dd::toFloat({0x1p-150, 0x1p-210}), 0x1p-149f);
+    EXPECT_EQ(num::dd::toFloat({0x1p-150, -0x1p-210}), 0.0f);
+}
+
+namespace XELORAALGO::num::detail {
+double expAccurateForTest(double x);  // the 256-bit path of exp
+}
+
+namespace {
+
+double mpfrExp(double x) {
+    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
+    mpfr_set_emin(-1073);
+    mpfr_set_emax(1024);
+    Mpfr in(53), out(53);
+    mpfr_set_d(in.v, x, MPFR_RNDN);
+    mpfr_subnormalize(out.v, mpfr_exp(out.v, in.v, MPFR_RNDN), MPFR_RNDN);
+    const double r = mpfr_get_d(out.v, MPFR_RNDN);
+    mpfr_set_emin(emin);
+    mpfr_set_emax(emax);
+    return r;
+}
+
+}  // namespace
+
+TEST(NumericsAccuratePaths, MultiWordExponentialRoundsCorrectlyOverTheWholeRange) {
+    // Including the subnormal results below e^-708.4 and the last finite ones below e^709.78.
+    std::mt19937_64 rng(13);
+    std::uniform_real_distribution<double> domain(-745.2, 709.78), unit(-1.0, 1.0);
+    for (int i = 0; i < 3000; ++i) {
+        const double x = i % 3 == 0 ? unit(rng) * 0x1p-30 : domain(rng);
+        ASSERT_EQ(detail::expAccurateForTest(x), mpfrExp(x)) << std::hexfloat << x;
+    }
+}
+
+TEST(NumericsDouble, ExponentialSpecialValuesAndRangeEnds) {
+    EXPECT_EQ(num::exp(0.0), 1.0);
+    EXPECT_EQ(num::exp(-0.0), 1.0);
+    EXPECT_EQ(num::exp(std::numeric_limits<double>::infinity()), std::numeric_limits<double>::infinity());
+    EXPECT_EQ(num::exp(-std::numeric_limits<double>::infinity()), 0.0);
+    EXPECT_TRUE(std::isnan(num::exp(std::numeric_limits<double>::quiet_NaN())));
+    // ln(DBL_MAX) = 709.782712893384 lies between these two doubles.
+    EXPECT_EQ(num::exp(0x1.62e42fefa39efp+9), mpfrExp(0x1.62e42fefa39efp+9));
+    EXPECT_TRUE(std::isfinite(num::exp(0x1.62e42fefa39efp+9)));
+    EXPECT_EQ(num::exp(0x1.62e42fefa39f0p+9), std::numeric_limits<double>::infinity());
+    // 2^-1074 = e^-744.44; half of it is e^-745.13: the smallest subnormal and the step to zero.
+    EXPECT_EQ(num::exp(-745.0), 0x1p-1074);
+    EXPECT_EQ(num::exp(-745.2), 0.0);
+    EXPECT_EQ(num::exp(-740.0), mpfrExp(-740.0));
+    // Tiny x: e^x = 1 + x + x^2/2 sits just beyond the midpoint 1 + x when x is one (2^-53 above 1,
+    // 2^-54 below), so the x^2/2 term alone decides the rounding.
+    EXPECT_EQ(num::exp(0x1p-53), 1.0 + 0x1p-52);
+    EXPECT_EQ(num::exp(-0x1p-54), 1.0);
+    EXPECT_EQ(num::exp(-0x1.0000000000001p-54), 1.0 - 0x1p-53);
+    EXPECT_EQ(num::exp(0x1p-60), 1.0);
+}
