@@ -1,0 +1,126 @@
+// Internal to the numerics subsystem: the fast double-double kernels of the double exp and pow.
+//   expFast(xh, xl): e^(xh + xl) for |xh| < 746, |xl| <= 2^-43, as (hi + lo) * 2^scale with
+//     hi + lo in [0.99, 2); relative error below 2^-67 (plus the input's own error, see below).
+//   logFast(x): log(x) of a finite x > 0 (subnormals included) as a double-double, and |u| of its
+//     reduced argument; absolute error below 2^-69 |u| + 2^-84.
+// Plain IEEE-754 double operations in round to nearest, no fused multiply-add. Tables in
+// ExpLogTables.cpp; callers own nothing, everything is returned by value.
+#pragma once
+
+#include "LaneKernels.h"
+
+namespace XELORAALGO::num::detail {
+
+struct LogEntry {
+    double c;            // about 1 / (the centre of the interval), 24 significant bits
+    dd::DD minusLogC;    // -log(c)
+};
+extern const dd::DD kExp2Dd[128];       // 2^(j/128)
+extern const LogEntry kLogTable[129];
+
+struct ScaledDd {
+    double hi, lo;
+    int scale;  // the value is (hi + lo) * 2^scale
+};
+double powerOfTwo(int p);  // 2^p for -1022 <= p <= 1023
+// Rounds (hi + lo) * 2^scale, known to within hi * err, when that interval rounds to one double:
+// true and the result in out; false when the interval straddles a rounding boundary. hi + lo lies
+// in [0.99, 2) and -1022 <= scale <= 1024.
+bool roundScaled(const ScaledDd& v, double err, double& out);
+
+namespace {
+
+constexpr double kInvLn2x128 = 0x1.71547652b82fep+7;
+// ln2/128 = kC1 + kC2 + kC3 + O(2^-137): kC1 and kC2 have 35 significant bits, so k * kC1 and k * kC2
+// are exact for |k| < 2^18.
+constexpr double kC1 = 0x1.62e42fefcp-8;
+constexpr double kC2 = -0x1.c610ca86cp-44;
+constexpr double kC3 = -0x1.c4c67fc0d0951p-83;
+// ln2 = kLn2Hi + kLn2Lo + O(2^-97): kLn2Hi has 42 significant bits.
+constexpr double kLn2Hi = 0x1.62e42fefa38p-1;
+constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
+
+// e^x, x = xh + xl. With k = nearest(x * 128 / ln2), j = k mod 128, m = (k - j) / 128:
+//   e^x = 2^m * 2^(j/128) * e^r,  r = x - k ln2/128,  |r| <= ln2/256 (1 + 2^-40) < 2^-8.5.
+// Error budget, relative to the result (which lies in [0.997, 2) before scaling):
+//   - reduction: xh - k kC1 is exact (Sterbenz), k kC2 exact, their difference exact as a twoSum;
+//     adding xl and k kC3 rounds at 2^-53 of a value below 2^-43: r is known to 2^-95, and kC3's
+//     remainder adds |k| 2^-137 < 2^-119;
+//   - e^r = 1 + rh + (rl + rh rl + q), q = rh^2 (1/2 + rh/6 + ... + rh^5/5040): the series' remainder
+//     is below r^8/8! < 2^-83; q < 2^-17.9 is computed with a relative error below 5 * 2^-53 (rounded
+//     coefficients, six roundings of a Horner scheme whose terms fall by 2^-8), i.e. 2^-68.6; the
+//     neglected rl^2/2 and rl rh^2/2 are below 2^-80;
+//   - T = 2^(j/128) = Th + Tl to 2^-106; Th rh is exact as a twoProd; the dropped Tl (rl + q) is below
+//     2^-53 2^-17.8 = 2^-70.8; the low sum lo = (P.lo + Tl (1 + rh)) + Th (rl + q) rounds rl + q,
+//     Th (rl + q) and the last addition, each at most 2^-53 2^-17.3 = 2^-70.3, and the final e + lo
+//     once more 2^-70.3;
+//   total: 2^-68.6 + 2^-70.8 + 4 * 2^-70.3 + 2^-80 < 2^-67.3 of a result >= 0.997: below 2^-67.
+// An error d of the argument itself (pow) multiplies the result by e^d, adding 1.01 |d| for |d| < 2^-50.
+inline ScaledDd expFast(double xh, double xl) {
+    const double kd = nearestIntV(xh * kInvLn2x128);
+    const double t = xh - kd * kC1;
+    const dd::DD r0 = dd::twoSum(t, -(kd * kC2));
+    const dd::DD r = dd::twoSum(r0.hi, (r0.lo + xl) - kd * kC3);
+    const double rh = r.hi, rl = r.lo;
+    const int k = static_cast<int>(kd);
+    const int j = k & 127;
+    const dd::DD T = kExp2Dd[j];
+    const double q = (rh * rh) * (0.5 + rh * (1.0 / 6.0 + rh * (1.0 / 24.0 + rh * (1.0 / 120.0 +
+                     rh * (1.0 / 720.0 + rh * (1.0 / 5040.0))))));
+    const dd::DD p = dd::twoProd(T.hi, rh);
+    const double lo = (p.lo + T.lo * (1.0 + rh)) + T.hi * ((rl + rh * rl) + q);
+    dd::DD s = dd::fastTwoSum(T.hi, p.hi);
+    s.lo += lo;
+    return {s.hi, s.lo, (k - j) / 128};
+}
+
+struct LogDd {
+    dd::DD value;
+    double u;  // |u|, the reduced argument, for the caller's error bound
+};
+
+// log x = E ln2 - log(c) + log(1 + u), with x = 2^E z, z in [0.705, 1.41), c a table point near 1/z
+// (c = 1 for z within 2^-9 of 1) and u = z c - 1, |u| < 2^-8 + 2^-23, computed exactly as a
+// double-double (c has 24 bits, so the Dekker product of z and c is exact; z c - 1 is exact by
+// Sterbenz).
+// log(1 + u) = u - u^2/2 + u^3 (1/3 - u/4 + ... + u^6/9) - ...: uh^2 exact as a twoProd, uh - uh^2/2
+// exact as a fastTwoSum; the remainder of the series is below u^10/10 < 2^-75 |u|; the cubic part
+// (below u^2/3 < 2^-17.5 of |u|) is computed with relative error below 5 * 2^-53, i.e. 2^-70.2 |u|, and
+// the low sum rounds at 2^-53 of 2^-17.4 |u|: log(1 + u) to better than 2^-69 |u|.
+// The sum with E ln2 (ln2 to 2^-97, E kLn2Hi exact, E kLn2Lo rounded: |E| <= 1076 gives 2^-86 each)
+// and -log(c) (to 2^-106): absolute error below 2^-69 |u| + 2^-84.
+inline LogDd logFast(double x) {
+    unsigned long long b = dd::bitsOf(x);
+    int e = -1023;
+    if (b < (1ull << 52)) {  // subnormal
+        b = dd::bitsOf(x * 0x1p54);
+        e -= 54;
+    }
+    e += static_cast<int>(b >> 52);
+    const unsigned long long f = b & ((1ull << 52) - 1);
+    const int i = static_cast<int>((f + (1ull << 44)) >> 45);  // nearest multiple of 1/128: 0..128
+    double z = dd::fromBits(f | 0x3ff0000000000000ull);
+    if (i >= 53) {
+        z *= 0.5;
+        ++e;
+    }
+    const LogEntry& t = kLogTable[i];
+    double zh, zl;
+    dd::split(z, zh, zl);
+    const double pz = z * t.c;
+    const dd::DD u = dd::twoSum(pz - 1.0, (zh * t.c - pz) + zl * t.c);
+    const double uh = u.hi, ul = u.lo;
+    const dd::DD sq = dd::twoProd(uh, uh);
+    const dd::DD a = dd::fastTwoSum(uh, -0.5 * sq.hi);
+    const double cubic = (uh * sq.hi) * (1.0 / 3.0 - uh * (0.25 - uh * (0.2 - uh * (1.0 / 6.0 -
+                         uh * (1.0 / 7.0 - uh * (0.125 - uh * (1.0 / 9.0)))))));
+    const double low = a.lo + (((ul - uh * ul) - 0.5 * sq.lo) + cubic);
+    const double ed = static_cast<double>(e);
+    const dd::DD s1 = dd::twoSum(ed * kLn2Hi, t.minusLogC.hi);
+    const dd::DD s2 = dd::twoSum(s1.hi, a.hi);
+    const double rest = ((s1.lo + s2.lo) + (t.minusLogC.lo + ed * kLn2Lo)) + low;
+    return {dd::fastTwoSum(s2.hi, rest), uh < 0 ? -uh : uh};
+}
+
+}  // namespace
+}  // namespace XELORAALGO::num::detail
