@@ -1,8 +1,8 @@
 // exp of a double, correctly rounded (round to nearest, ties to even), with overflow to +inf and
 // underflow through the subnormals to +0.
-// Fast path (ExpLogKernels.h): a table of 2^(j/128) and a short series, as a double-double with
-// relative error below 2^-67, accepted when the whole error interval rounds to one double (Ziv's
-// test; about one input in 4000 fails it). Otherwise, and for results outside the normal range: the
+// Fast path (ExpLogKernels.h): a table of 2^(j/512) and a short series, as a double-double with
+// relative error below 2^-70, accepted when the whole error interval rounds to one double (Ziv's
+// test; about one input in 20000 fails it). Otherwise, and for results outside the normal range: the
 // 256-bit evaluation of AccurateExpLog.cpp (error below 2^-220). e^x is never a double nor a midpoint
 // between two doubles for a double x != 0, so that accuracy decides every input.
 #include "AccurateExpLog.h"
@@ -38,7 +38,7 @@ double exp(double x) {
     // e^x is normal for -708.39 < x < 709.78.
     if (x > -708.3 && x < 709.7) {
         double r;
-        if (detail::roundScaled(detail::expFast(x, 0.0), 0x1p-66, r)) return r;
+        if (detail::roundScaled(detail::expFast(x, 0.0), 0x1p-69, r)) return r;
         return expCorrectlyRounded(x);
     }
     if (x != x) return x + x;

@@ -1,10 +1,10 @@
 // Internal to the numerics subsystem: the fast double-double kernels of the double exp and pow.
 //   expFast(xh, xl): e^(xh + xl) for |xh| < 746, |xl| <= 2^-43, as (hi + lo) * 2^scale with
-//     hi + lo in [0.99, 2); relative error below 2^-67 (plus the input's own error, see below).
+//     hi + lo in [0.999, 2); relative error below 2^-70 (plus the input's own error, see below).
 //   logFast(x): log(x) of a finite x > 0 (subnormals included) as a double-double, and |u| of its
 //     reduced argument; absolute error below 2^-69 |u| + 2^-84.
 // Plain IEEE-754 double operations in round to nearest, no fused multiply-add. Tables in
-// ExpLogTables.cpp; callers own nothing, everything is returned by value.
+// Exp2Table.cpp and LogTable.cpp; callers own nothing, everything is returned by value.
 #pragma once
 
 #include "LaneKernels.h"
@@ -15,7 +15,7 @@ struct LogEntry {
     double c;            // about 1 / (the centre of the interval), 24 significant bits
     dd::DD minusLogC;    // -log(c)
 };
-extern const dd::DD kExp2Dd[128];       // 2^(j/128)
+extern const dd::DD kExp2Dd[512];       // 2^(j/512)
 extern const LogEntry kLogTable[129];
 
 struct ScaledDd {
@@ -30,48 +30,48 @@ bool roundScaled(const ScaledDd& v, double err, double& out);
 
 namespace {
 
-constexpr double kInvLn2x128 = 0x1.71547652b82fep+7;
-// ln2/128 = kC1 + kC2 + kC3 + O(2^-137): kC1 and kC2 have 35 significant bits, so k * kC1 and k * kC2
-// are exact for |k| < 2^18.
-constexpr double kC1 = 0x1.62e42fefcp-8;
-constexpr double kC2 = -0x1.c610ca86cp-44;
-constexpr double kC3 = -0x1.c4c67fc0d0951p-83;
+constexpr double kInvLn2x512 = 0x1.71547652b82fep+9;
+// ln2/512 = kC1 + kC2 + kC3 + O(2^-131): kC1 and kC2 have at most 33 significant bits, so k * kC1 and
+// k * kC2 are exact for |k| < 2^20.
+constexpr double kC1 = 0x1.62e42ffp-10;
+constexpr double kC2 = -0x1.718432a2p-44;
+constexpr double kC3 = 0x1.3c7673007e5edp-78;
 // ln2 = kLn2Hi + kLn2Lo + O(2^-97): kLn2Hi has 42 significant bits.
 constexpr double kLn2Hi = 0x1.62e42fefa38p-1;
 constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
 
-// e^x, x = xh + xl. With k = nearest(x * 128 / ln2), j = k mod 128, m = (k - j) / 128:
-//   e^x = 2^m * 2^(j/128) * e^r,  r = x - k ln2/128,  |r| <= ln2/256 (1 + 2^-40) < 2^-8.5.
-// Error budget, relative to the result (which lies in [0.997, 2) before scaling):
+// e^x, x = xh + xl. With k = nearest(x * 512 / ln2), j = k mod 512, m = (k - j) / 512:
+//   e^x = 2^m * 2^(j/512) * e^r,  r = x - k ln2/512,  |r| <= ln2/1024 (1 + 2^-40) < 2^-10.5.
+// Error budget, relative to the result (which lies in [0.999, 2) before scaling):
 //   - reduction: xh - k kC1 is exact (Sterbenz), k kC2 exact, their difference exact as a twoSum;
 //     adding xl and k kC3 rounds at 2^-53 of a value below 2^-43: r is known to 2^-95, and kC3's
-//     remainder adds |k| 2^-137 < 2^-119;
-//   - e^r = 1 + rh + (rl + rh rl + q), q = rh^2 (1/2 + rh/6 + ... + rh^5/5040): the series' remainder
-//     is below r^8/8! < 2^-83; q < 2^-17.9 is computed with a relative error below 5 * 2^-53 (rounded
-//     coefficients, six roundings of a Horner scheme whose terms fall by 2^-8), i.e. 2^-68.6; the
-//     neglected rl^2/2 and rl rh^2/2 are below 2^-80;
-//   - T = 2^(j/128) = Th + Tl to 2^-106; Th rh is exact as a twoProd; the dropped Tl (rl + q) is below
-//     2^-53 2^-17.8 = 2^-70.8; the low sum lo = (P.lo + Tl (1 + rh)) + Th (rl + q) rounds rl + q,
-//     Th (rl + q) and the last addition, each at most 2^-53 2^-17.3 = 2^-70.3, and the final e + lo
-//     once more 2^-70.3;
-//   total: 2^-68.6 + 2^-70.8 + 4 * 2^-70.3 + 2^-80 < 2^-67.3 of a result >= 0.997: below 2^-67.
+//     remainder adds |k| 2^-131 < 2^-111;
+//   - e^r = 1 + rh + (rl + rh rl + q), q = rh^2 (1/2 + rh/6 + rh^2/24 + rh^3/120): the series'
+//     remainder is below r^6/6! < 2^-72.4; q < 2^-21.9 is computed with a relative error below
+//     5 * 2^-53 (rounded coefficients, five roundings, the higher terms 2^-10 smaller), i.e. 2^-72.6;
+//     the neglected rl^2/2 and rl rh^2/2 are below 2^-85;
+//   - T = 2^(j/512) = Th + Tl to 2^-106; Th rh is exact as a twoProd; the dropped Tl (rl + q) is below
+//     2^-53 2^-21.8 = 2^-74.8; the low sum lo = (P.lo + Tl (1 + rh)) + Th (rl + q) rounds rl + q,
+//     Th (rl + q) and the last addition, each at most 2^-53 2^-21.5 = 2^-74.5, and the final e + lo
+//     once more 2^-74.5;
+//   total: 2^-72.4 + 2^-72.6 + 2^-74.8 + 4 * 2^-74.5 < 2^-70.6 of a result >= 0.999: below 2^-70.
 // An error d of the argument itself (pow) multiplies the result by e^d, adding 1.01 |d| for |d| < 2^-50.
 inline ScaledDd expFast(double xh, double xl) {
-    const double kd = nearestIntV(xh * kInvLn2x128);
+    const double kd = nearestIntV(xh * kInvLn2x512);
     const double t = xh - kd * kC1;
     const dd::DD r0 = dd::twoSum(t, -(kd * kC2));
     const dd::DD r = dd::twoSum(r0.hi, (r0.lo + xl) - kd * kC3);
     const double rh = r.hi, rl = r.lo;
     const int k = static_cast<int>(kd);
-    const int j = k & 127;
+    const int j = k & 511;
     const dd::DD T = kExp2Dd[j];
-    const double q = (rh * rh) * (0.5 + rh * (1.0 / 6.0 + rh * (1.0 / 24.0 + rh * (1.0 / 120.0 +
-                     rh * (1.0 / 720.0 + rh * (1.0 / 5040.0))))));
+    const double r2 = rh * rh;
+    const double q = r2 * ((0.5 + rh * (1.0 / 6.0)) + r2 * (1.0 / 24.0 + rh * (1.0 / 120.0)));
     const dd::DD p = dd::twoProd(T.hi, rh);
     const double lo = (p.lo + T.lo * (1.0 + rh)) + T.hi * ((rl + rh * rl) + q);
     dd::DD s = dd::fastTwoSum(T.hi, p.hi);
     s.lo += lo;
-    return {s.hi, s.lo, (k - j) / 128};
+    return {s.hi, s.lo, (k - j) / 512};
 }
 
 struct LogDd {

@@ -77,7 +77,7 @@ double pow(double x, double y) {
     const double errW = ay * (l.u * 0x1p-68 + 0x1p-83) + fabsD(w.hi) * 0x1p-100;
     double r;
     if (w.hi > -708.3 && w.hi < 709.7) {
-        if (!detail::roundScaled(detail::expFast(w.hi, w.lo), 0x1p-66 + 1.02 * errW, r))
+        if (!detail::roundScaled(detail::expFast(w.hi, w.lo), 0x1p-69 + 1.02 * errW, r))
             r = detail::powAccurate(x, y);
     } else if (w.hi >= 710.0) {
         r = kInf;
