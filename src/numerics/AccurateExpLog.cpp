@@ -41,7 +41,7 @@ mw::Mw expMw(const mw::Mw& w) {
 // of y. From the double-double logarithm (error below 2^-68), two steps: 2^-137, then the 2^-220 of
 // e^-y relative to x e^-y ~ 1, i.e. 2^-219 absolute, plus 256-bit roundings.
 mw::Mw logMw(double x) {
-    mw::Mw y = fromDd(logFast(x).value);
+    mw::Mw y = fromDd(logFast<DekkerProduct>(x).value);
     const mw::Mw mx = mw::fromDouble(x), one = mw::fromDouble(1.0);
     for (int step = 0; step < 2; ++step)
         y = mw::add(y, mw::sub(mw::mul(mx, expMw(mw::neg(y))), one));

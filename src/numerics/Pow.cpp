@@ -1,10 +1,9 @@
 // pow of two doubles, correctly rounded (round to nearest, ties to even), with the special values of
 // C99 Annex F, overflow to infinity and underflow through the subnormals to zero.
-// Fast path: log|x| as a double-double (ExpLogKernels.h), times y as a double-double, e^ of that; the
+// Fast path (FastPaths.h): log|x| as a double-double, times y as a double-double, e^ of that; the
 // error bound of the three steps decides by Ziv's test whether the result is settled. Otherwise
 // PowAccurate.cpp: exact results and midpoints found exactly, the rest in 256-bit arithmetic.
-#include "ExpLogKernels.h"
-#include "PowAccurate.h"
+#include "FastPaths.h"
 #include "numerics.h"
 
 namespace XELORAALGO::num {
@@ -48,6 +47,10 @@ double powSpecial(double x, double y) {
 
 }  // namespace
 
+namespace detail {
+double powPositivePlain(double x, double y) { return powPositive<DekkerProduct>(x, y); }
+}  // namespace detail
+
 double pow(double x, double y) {
     const unsigned long long bx = dd::bitsOf(x), by = dd::bitsOf(y);
     // Exponent fields 0 (zero, subnormal) and 0x7ff (inf, NaN) of either, and x = 1, go the slow way.
@@ -66,25 +69,13 @@ double pow(double x, double y) {
         x = -x;
     }
     const double ay = fabsD(y);
-    if (ay >= 0x1p64) {  // |y log x| >= 2^64 2^-53: far beyond the range either way
-        const double r = (x > 1.0) == (y > 0) ? kInf : 0.0;
-        return negate ? -r : r;
-    }
-    const detail::LogDd l = detail::logFast(x);
-    dd::DD w = dd::twoProd(l.value.hi, y);
-    w.lo += l.value.lo * y;
-    // Error of w: |y| times the logarithm's (2^-69 |u| + 2^-84), and the product's 2^-104 |w|.
-    const double errW = ay * (l.u * 0x1p-68 + 0x1p-83) + fabsD(w.hi) * 0x1p-100;
     double r;
-    if (w.hi > -708.3 && w.hi < 709.7) {
-        if (!detail::roundScaled(detail::expFast(w.hi, w.lo), 0x1p-69 + 1.02 * errW, r))
-            r = detail::powAccurate(x, y);
-    } else if (w.hi >= 710.0) {
-        r = kInf;
-    } else if (w.hi <= -746.0) {
-        r = 0.0;
+    if (ay >= 0x1p64) {  // |y log x| >= 2^64 2^-53: far beyond the range either way
+        r = (x > 1.0) == (y > 0) ? kInf : 0.0;
+    } else if (ay < 0x1p-64) {  // 0 < |y log x| < 745 2^-64 < 2^-54: x^y rounds to 1
+        r = 1.0;
     } else {
-        r = detail::powAccurate(x, y);
+        r = detail::kFmaUsable ? detail::powPositiveFma(x, y) : detail::powPositivePlain(x, y);
     }
     return negate ? -r : r;
 }
