@@ -38,7 +38,7 @@ mw::Mw expMw(const mw::Mw& w) {
 }
 
 // Newton's iteration for y = log x: y' = y + x e^-y - 1, whose error is e^2/2 + O(e^3) for an error e
-// of y. From the double-double logarithm (error below 2^-68), two steps: 2^-137, then the 2^-220 of
+// of y. From the double-double logarithm (error below 2^-75), two steps: 2^-151, then the 2^-220 of
 // e^-y relative to x e^-y ~ 1, i.e. 2^-219 absolute, plus 256-bit roundings.
 mw::Mw logMw(double x) {
     mw::Mw y = fromDd(logFast<DekkerProduct>(x).value);

@@ -2,7 +2,7 @@
 //   expFast(xh, xl): e^(xh + xl) for |xh| < 746, |xl| <= 2^-43, as (hi + lo) * 2^scale with
 //     hi + lo in [0.999, 2); relative error below 2^-70 (plus the input's own error, see below).
 //   logFast(x): log(x) of a finite x > 0 (subnormals included) as a double-double, and |u| of its
-//     reduced argument; absolute error below 2^-69 |u| + 2^-84.
+//     reduced argument; absolute error below 2^-67 |u| + 2^-84.
 // Plain IEEE-754 double operations in round to nearest, no fused multiply-add. Tables in
 // Exp2Table.cpp and LogTable.cpp; callers own nothing, everything is returned by value.
 #pragma once
@@ -111,12 +111,12 @@ struct LogDd {
 // log(1 + u) = u - u^2/2 + u^3 (1/3 - u/4 + ... + u^6/9) - ...: uh^2 exact as a product, uh - uh^2/2
 // exact as a fastTwoSum; the remainder of the series is below u^10/10 < 2^-75 |u|; the cubic part
 // (below u^2/3 < 2^-17.5 of |u|, Estrin's scheme) is computed with relative error below 5 * 2^-53,
-// i.e. 2^-70.2 |u|, and the low sum rounds at 2^-53 of 2^-17.4 |u|: log(1 + u) to better than
-// 2^-69 |u|.
+// i.e. 2^-68.3 |u|, and the low sum rounds at 2^-53 of 2^-17.4 |u|: log(1 + u) to better than
+// 2^-67.5 |u|.
 // E ln2hi + (-log c)hi is exact (multiples of 2^-42 below 2^10); ln2 = ln2hi + ln2lo to 2^-97, so
 // E ln2lo (rounded, |E| <= 1076) and the table's low parts add below 2^-86 each, the low sums
-// 2^-53 of 2^-42: absolute error below 2^-69 |u| + 2^-84. At m near 2 (c = 1/2, -log c = ln2hi +
-// ln2lo exactly) and E = -1 the two parts cancel exactly, so near 1 the error is 2^-69 |u| alone.
+// 2^-53 of 2^-42: absolute error below 2^-67 |u| + 2^-84. At m near 2 (c = 1/2, -log c = ln2hi +
+// ln2lo exactly) and E = -1 the two parts cancel exactly, so near 1 the error is 2^-67 |u| alone.
 // E ln2hi + (-log c)hi is 0 or at least 2^-8 >= |uh| in magnitude: its sum with uh is a fastTwoSum.
 template <class P>
 LogDd logFast(double x) {

@@ -25,7 +25,7 @@ double expNormal(double x) {
 }
 
 // x^y for a finite x > 0 (x != 1) and a finite y with 2^-64 <= |y| < 2^64.
-// w = y log x as a double-double: its error is |y| times the logarithm's (2^-69 |u| + 2^-84, taken
+// w = y log x as a double-double: its error is |y| times the logarithm's (2^-67 |u| + 2^-84, taken
 // twice over) plus the product's 2^-104 |w| (taken as 2^-100); e^w adds 2^-70 and 1.02 times that.
 template <class P>
 double powPositive(double x, double y) {
@@ -34,7 +34,7 @@ double powPositive(double x, double y) {
     w.lo += l.value.lo * y;
     const double ay = y < 0 ? -y : y;
     const double aw = w.hi < 0 ? -w.hi : w.hi;
-    const double errW = ay * (l.u * 0x1p-68 + 0x1p-83) + aw * 0x1p-100;
+    const double errW = ay * (l.u * 0x1p-66 + 0x1p-83) + aw * 0x1p-100;
     if (w.hi > -708.3 && w.hi < 709.7) {
         double r;
         if (roundScaled(expFast<P, true>(w.hi, w.lo), 0x1p-69 + 1.02 * errW, r)) return r;

@@ -4,8 +4,7 @@
 //   numerics-check sampled [COUNT] [HARD-CASE-FILE]         COUNT random inputs per function plus
 //                                                           the inputs listed in the file
 //   numerics-check pairs COUNT [THREADS] [SEED]             atan2f on COUNT random pairs
-//   numerics-check doubles [COUNT]                          the double functions (exp), each input
-//                                                           decided by MPFR
+// (The double functions: numerics-check-double, double_check.cpp.)
 //
 // The expected result of each input is the correctly rounded value. A fast filter settles most
 // inputs: the C runtime's double function (documented error below 1 ulp of double; we allow 16)
@@ -203,47 +202,6 @@ int sampled(std::uint64_t count, const char* hardFile) {
     return status | (c.mismatches.load() ? 1 : 0);
 }
 
-// The double functions: every input decided by MPFR at double precision (double's exponent range,
-// subnormals), on uniform values over the domain, tiny arguments and uniform bit patterns.
-int sampledDouble(std::uint64_t count) {
-    mpfr_set_emin(-1073);
-    mpfr_set_emax(1024);
-    mpfr_t in, out;
-    mpfr_inits2(53, in, out, static_cast<mpfr_ptr>(nullptr));
-    std::mt19937_64 rng(0x5eedd0b1);
-    std::uniform_real_distribution<double> domain(-746.0, 710.0), unit(-1.0, 1.0);
-    std::uniform_int_distribution<int> binade(-80, 0);
-    std::uint64_t mismatches = 0;
-    for (std::uint64_t i = 0; i < count; ++i) {
-        double x;
-        switch (i % 4) {
-            case 0: x = domain(rng); break;
-            case 1: x = unit(rng); break;
-            case 2: x = std::ldexp(unit(rng), binade(rng)); break;
-            default: {
-                const std::uint64_t b = rng();
-                std::memcpy(&x, &b, sizeof x);
-            }
-        }
-        const double got = XELORAALGO::num::exp(x);
-        mpfr_set_d(in, x, MPFR_RNDN);
-        const int t = mpfr_exp(out, in, MPFR_RNDN);
-        mpfr_subnormalize(out, t, MPFR_RNDN);
-        const double want = mpfr_get_d(out, MPFR_RNDN);
-        std::uint64_t gb, wb;
-        std::memcpy(&gb, &got, sizeof gb);
-        std::memcpy(&wb, &want, sizeof wb);
-        if (gb != wb && !(got != got && want != want)) {
-            ++mismatches;
-            std::printf("MISMATCH exp(%a): got %a, want %a\n", x, got, want);
-        }
-    }
-    mpfr_clears(in, out, static_cast<mpfr_ptr>(nullptr));
-    std::printf("%-7s checked %llu  mpfr-decided %llu  mismatches %llu\n", "exp", static_cast<unsigned long long>(count),
-        static_cast<unsigned long long>(count), static_cast<unsigned long long>(mismatches));
-    return mismatches == 0 ? 0 : 1;
-}
-
 int pairs(std::uint64_t count, unsigned threads, std::uint64_t seed) {
     Counts c;
     inThreads(threads, count, [&](std::uint64_t b, std::uint64_t e, unsigned t) {
@@ -266,7 +224,6 @@ int usage() {
         "usage: numerics-check exhaustive FUNC [THREADS] [FIRST LAST] [HARD-CASES-OUT]\n"
         "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
         "       numerics-check pairs COUNT [THREADS] [SEED]\n"
-        "       numerics-check doubles [COUNT]\n"
         "FUNC: sinf cosf expf atanf acosf\n");
     return 2;
 }
@@ -287,8 +244,6 @@ int main(int argc, char** argv) {
     }
     if (mode == "sampled")
         return sampled(argc >= 3 ? std::stoull(argv[2]) : 1000000u, argc >= 4 ? argv[3] : nullptr);
-    if (mode == "doubles")
-        return sampledDouble(argc >= 3 ? std::stoull(argv[2]) : 1000000u);
     if (mode == "pairs" && argc >= 3)
         return pairs(std::stoull(argv[2]), argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u,
                      argc >= 5 ? std::stoull(argv[4]) : 1u);
