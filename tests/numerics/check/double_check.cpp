@@ -8,9 +8,9 @@
 //
 // The expected result is the correctly rounded value (MPFR at 53 bits with double's exponent range and
 // subnormals). The long double filter takes expl or powl (64-bit significand, documented error of a
-// few units in the last place) as known to within 2^-56 relative, and accepts it when that whole
-// interval rounds to one normal double; results near the ends of the range, infinities, zeros and
-// NaNs always go to MPFR. Prints the counts; the exit status is 1 on any mismatch.
+// unit or two in its last place) as known to within 2^-61 relative (eight of its units) and accepts it
+// when that whole interval rounds to one normal double; results near the ends of the range,
+// infinities, zeros and NaNs always go to MPFR. Prints the counts; exit status 1 on any mismatch.
 #include "DoubleInputs.h"
 #include "numerics.h"
 
@@ -59,11 +59,11 @@ struct DoubleContext {
     }
 };
 
-// The double that every value within 2^-56 of v rounds to, or false.
+// The double that every value within 2^-61 of v rounds to, or false.
 bool settledByLongDouble(long double v, double& out) {
     const long double a = v < 0 ? -v : v;
     if (!(a > 0x1p-1020L && a < 0x1p1023L)) return false;  // also NaN
-    const double lo = static_cast<double>(v * (1.0L - 0x1p-56L)), hi = static_cast<double>(v * (1.0L + 0x1p-56L));
+    const double lo = static_cast<double>(v * (1.0L - 0x1p-61L)), hi = static_cast<double>(v * (1.0L + 0x1p-61L));
     out = static_cast<double>(v);
     return lo == hi;
 }
