@@ -40,10 +40,13 @@ inline bool roundScaled(const ScaledDd& v, double err, double& out) {
     return true;
 }
 
-// Exact products, the policy of the kernels below: Dekker's method in plain double arithmetic, or
-// (FmaPaths.cpp) one fused multiply-add for the error term. Both return the same exact hi + lo.
+// Exact products and a * b + c, the policy of the kernels below: Dekker's method and two roundings in
+// plain double arithmetic, or (FmaPaths.cpp) fused multiply-adds. The exact products are the same;
+// a fused a * b + c rounds once instead of twice, so every error bound below holds for both, and
+// both forms return the correctly rounded result whenever their rounding test accepts: the same bits.
 struct DekkerProduct {
     static dd::DD exact(double a, double b) { return dd::twoProd(a, b); }
+    static double madd(double a, double b, double c) { return a * b + c; }  // two roundings
     // b with at most 26 significant bits: only a is split.
     static dd::DD exactShort(double a, double b) {
         double ah, al;
@@ -66,34 +69,34 @@ constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
 // e^x, x = xh + xl. With k = nearest(x * 512 / ln2), j = k mod 512, m = (k - j) / 512:
 //   e^x = 2^m * 2^(j/512) * e^r,  r = x - k ln2/512,  |r| <= ln2/1024 (1 + 2^-40) < 2^-10.5.
 // Error budget, relative to the result (which lies in [0.999, 2) before scaling):
-//   - reduction: xh - k kC1 is exact (Sterbenz), k kC2 exact, their difference exact as a twoSum;
-//     adding xl and k kC3 rounds at 2^-53 of a value below 2^-43: r is known to 2^-95, and kC3's
-//     remainder adds |k| 2^-131 < 2^-111;
-//   - e^r = 1 + rh + (rl + rh rl + q), q = rh^2 (1/2 + rh/6 + rh^2/24 + rh^3/120): the series'
+//   - reduction: xh - k kC1 is exact (Sterbenz), k kC2 exact, their difference exact as a twoSum
+//     rh + rl0; rl = rl0 + xl - k kC3 rounds at 2^-53 of a value below 2^-43.9: r = rh + rl is known
+//     to 2^-96, and kC3's remainder adds |k| 2^-131 < 2^-111; |rh| < 2^-10.5;
+//   - e^r = 1 + rh + q + rl (1 + rh + rh^2/2), q = rh^2 (1/2 + rh/6 + rh^2/24 + rh^3/120): the series'
 //     remainder is below r^6/6! < 2^-72.4; q < 2^-21.9 is computed with a relative error below
 //     5 * 2^-53 (rounded coefficients, five roundings, the higher terms 2^-10 smaller), i.e. 2^-72.6;
-//     the neglected rl^2/2 and rl rh^2/2 are below 2^-79 (|rl| < 2^-57.5);
+//     the neglected rl^2/2 and rl rh^3/6 are below 2^-78;
 //   - T = 2^(j/512) = Th + Tl to 2^-106; Th rh is exact as a twoProd; the dropped Tl (rl + q) is below
 //     2^-53 2^-21.8 = 2^-74.8; the low sum lo = (P.lo + Tl (1 + rh)) + Th (rl + q) rounds rl + q,
 //     Th (rl + q) and the last addition, each at most 2^-53 2^-21.5 = 2^-74.5, and the final e + lo
 //     once more 2^-74.5;
 //   total: 2^-72.4 + 2^-72.6 + 2^-74.8 + 4 * 2^-74.5 < 2^-70.6 of a result >= 0.999: below 2^-70.
 // An error d of the argument itself (pow) multiplies the result by e^d, adding 1.01 |d| for |d| < 2^-50.
-// kLowPart: the argument has a low part xl (else xl is 0 and r0 already holds r: |r0.lo| <= 2^-64).
+// kLowPart: the argument has a low part xl (else xl is 0).
 template <class P, bool kLowPart>
 ScaledDd expFast(double xh, double xl) {
     const double kd = nearestIntV(xh * kInvLn2x512);
     const double t = xh - kd * kC1;
     const dd::DD r0 = dd::twoSum(t, -(kd * kC2));
-    const dd::DD r = kLowPart ? dd::twoSum(r0.hi, (r0.lo + xl) - kd * kC3) : dd::DD{r0.hi, r0.lo - kd * kC3};
-    const double rh = r.hi, rl = r.lo;
+    const double rh = r0.hi, rl = (kLowPart ? r0.lo + xl : r0.lo) - kd * kC3;
     const int k = static_cast<int>(kd);
     const int j = k & 511;
     const dd::DD T = kExp2Dd[j];
     const double r2 = rh * rh;
-    const double q = r2 * ((0.5 + rh * (1.0 / 6.0)) + r2 * (1.0 / 24.0 + rh * (1.0 / 120.0)));
+    const double q = r2 * P::madd(r2, P::madd(rh, 1.0 / 120.0, 1.0 / 24.0), P::madd(rh, 1.0 / 6.0, 0.5));
+    const double rlTerm = P::madd(rl, P::madd(0.5, r2, rh), rl);
     const dd::DD p = P::exact(T.hi, rh);
-    const double lo = (p.lo + T.lo * (1.0 + rh)) + T.hi * ((rl + rh * rl) + q);
+    const double lo = P::madd(T.hi, rlTerm + q, P::madd(T.lo, 1.0 + rh, p.lo));
     dd::DD s = dd::fastTwoSum(T.hi, p.hi);
     s.lo += lo;
     return {s.hi, s.lo, (k - j) / 512};
@@ -136,9 +139,9 @@ LogDd logFast(double x) {
     const double uh = u.hi, ul = u.lo;
     const dd::DD sq = P::exact(uh, uh);
     const dd::DD a = dd::fastTwoSum(uh, -0.5 * sq.hi);
-    const double u4 = sq.hi * sq.hi;
-    const double cubic = (uh * sq.hi) * (((1.0 / 3.0) - uh * 0.25) + sq.hi * (0.2 - uh * (1.0 / 6.0)) +
-                                         u4 * (((1.0 / 7.0) - uh * 0.125) + sq.hi * (1.0 / 9.0)));
+    const double u4 = sq.hi * sq.hi, mu = -uh;
+    const double cubic = (uh * sq.hi) * P::madd(u4, P::madd(sq.hi, 1.0 / 9.0, P::madd(mu, 0.125, 1.0 / 7.0)),
+                                                P::madd(sq.hi, P::madd(mu, 1.0 / 6.0, 0.2), P::madd(mu, 0.25, 1.0 / 3.0)));
     const double low = a.lo + (((ul - uh * ul) - 0.5 * sq.lo) + cubic);
     const double ed = static_cast<double>(e);
     const double s1 = ed * kLn2Hi + t.minusLogC.hi;

@@ -1,7 +1,8 @@
 // Internal to the numerics subsystem: the fast paths of the double exp and pow, written once for an
-// exact-product policy P (ExpLogKernels.h) and compiled twice: with Dekker's products (ExpDouble.cpp,
-// Pow.cpp) and with fused multiply-adds (FmaPaths.cpp). Both give the same bits: only the way the
-// exact products are formed differs. No standard header.
+// arithmetic policy P (ExpLogKernels.h) and compiled twice: with Dekker's products (ExpDouble.cpp,
+// Pow.cpp) and with fused multiply-adds (FmaPaths.cpp). Both give the same bits: each returns only
+// results its error bound proves correctly rounded, and hands every other input to the same 256-bit
+// path. No standard header.
 #pragma once
 
 #include "ExpLogKernels.h"
@@ -31,7 +32,7 @@ template <class P>
 double powPositive(double x, double y) {
     const LogDd l = logFast<P>(x);
     dd::DD w = P::exact(l.value.hi, y);
-    w.lo += l.value.lo * y;
+    w.lo = P::madd(l.value.lo, y, w.lo);
     const double ay = y < 0 ? -y : y;
     const double aw = w.hi < 0 ? -w.hi : w.hi;
     const double errW = ay * (l.u * 0x1p-66 + 0x1p-83) + aw * 0x1p-100;
