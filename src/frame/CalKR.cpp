@@ -75,8 +75,8 @@ void CalKR(AlgoEngine& e) {
     if (s10 < smin) smin = s10;
     if (s01 < smin) smin = s01;
     if (s11 < smin) smin = s11;
-    e.angleMin = std::atan(smin);
-    e.angleStep = std::fabs(std::atan(1.0 / e.epipole2X));
+    e.angleMin = num::atan(smin);
+    e.angleStep = std::fabs(num::atan(1.0 / e.epipole2X));
 
     e.lineIndexMap.assign(n, 0.0);
     for (std::size_t i = 0; i < n; ++i)

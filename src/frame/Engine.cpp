@@ -3,21 +3,22 @@
 #include <cmath>
 
 #include "AlgoEngine.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 
 AlgoEngine::AlgoEngine() {
     for (int k = 1; k <= 4; ++k) {
         const double t = k * 1.5707963267949;
-        phaseSin[k - 1] = std::sin(t);
-        phaseCos[k - 1] = std::cos(t);
+        phaseSin[k - 1] = num::sin(t);
+        phaseCos[k - 1] = num::cos(t);
     }
     phaseAtanLut.resize(static_cast<std::size_t>(kLutSide) * kLutSide);
     modulationLut.resize(static_cast<std::size_t>(kLutSide) * kLutSide);
     std::size_t i = 0;
     for (int a = 255; a >= -255; --a) {
         for (int b = 255; b >= -255; --b, ++i) {
-            phaseAtanLut[i] = static_cast<float>(std::atan2(static_cast<double>(b), static_cast<double>(a)));
+            phaseAtanLut[i] = static_cast<float>(num::atan2(static_cast<double>(b), static_cast<double>(a)));
             modulationLut[i] = static_cast<float>(std::sqrt(static_cast<double>(a * a + b * b))) * 0.5f;
         }
     }

@@ -26,16 +26,6 @@ namespace {
 
 constexpr double kTwoPi = 6.2831853071796;
 
-// Runtime value of the C runtime's sin/cos of a constant (not folded at compile time).
-double runtimeSin(double x) {
-    volatile double v = x;
-    return std::sin(static_cast<double>(v));
-}
-double runtimeCos(double x) {
-    volatile double v = x;
-    return std::cos(static_cast<double>(v));
-}
-
 }  // namespace
 
 void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationMap, float* averageMap,
@@ -57,8 +47,8 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
     const int fringePlane[4] = {17, 16, 15, 14};
     double sinShift[4], cosShift[4];
     for (int k = 0; k < 4; ++k) {
-        sinShift[k] = runtimeSin(shift[k]);
-        cosShift[k] = runtimeCos(shift[k]);
+        sinShift[k] = num::sin(shift[k]);
+        cosShift[k] = num::cos(shift[k]);
     }
     for (std::size_t i = 0; i < n; ++i) {
         float s = 0.0f, c = 0.0f;
@@ -80,8 +70,8 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
     if (smoothPhase && smoothRounds >= 1) {
         double sinK[4], cosK[4];
         for (int k = 1; k <= 4; ++k) {
-            sinK[k - 1] = runtimeSin(k * kHalfPi);
-            cosK[k - 1] = runtimeCos(k * kHalfPi);
+            sinK[k - 1] = num::sin(k * kHalfPi);
+            cosK[k - 1] = num::cos(k * kHalfPi);
         }
         std::unique_ptr<float[]> f[4];
         for (auto& fk : f) fk.reset(new float[n]);
@@ -90,7 +80,7 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
                 float* fk = f[k - 1].get();
                 const double base = k * kHalfPi;
                 for (std::size_t i = 0; i < n; ++i)
-                    fk[i] = static_cast<float>(std::sin(static_cast<double>(phi[i]) + base) * 127.5 + 127.5);
+                    fk[i] = static_cast<float>(num::sin(static_cast<double>(phi[i]) + base) * 127.5 + 127.5);
                 SmoothMaskedMap(engine, fk, valid.get(), smoothSigma);
             }
             for (std::size_t i = 0; i < n; ++i) {

@@ -25,6 +25,10 @@ float atan2f(float y, float x);  // the angle of the point (x, y), in [-pi, pi]
 // Double functions, correctly rounded likewise (round to nearest, ties to even), Annex F special
 // values, overflow to +inf and underflow through the subnormals.
 double exp(double x);
+double sin(double x);
+double cos(double x);
+double atan(double x);
+double atan2(double y, double x);  // the angle of the point (x, y), in [-pi, pi]
 // x^y, with the special values of C99 Annex F: pow(x, +-0) = 1 and pow(+1, y) = 1 even for a NaN
 // argument, pow(-1, +-inf) = 1, a negative x with a non-integer y gives NaN, an odd integer y keeps
 // the sign of a negative x (and of a zero or infinite x). Exact results and results exactly halfway

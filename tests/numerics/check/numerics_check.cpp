@@ -4,7 +4,9 @@
 //   numerics-check sampled [COUNT] [HARD-CASE-FILE]         COUNT random inputs per function plus
 //                                                           the inputs listed in the file
 //   numerics-check pairs COUNT [THREADS] [SEED]             atan2f on COUNT random pairs
-// (The double functions: numerics-check-double, double_check.cpp.)
+//   numerics-check doubles [COUNT] [THREADS] [SEED] [FUNCS] the double functions (DoubleCheck.cpp),
+//                                                           COUNT inputs each; FUNCS: all or a
+//                                                           comma-separated list
 //
 // The expected result of each input is the correctly rounded value. A fast filter settles most
 // inputs: the C runtime's double function (documented error below 1 ulp of double; we allow 16)
@@ -12,6 +14,7 @@
 // precision with float's exponent range and subnormals, decides the rest. Prints the counts; the
 // exit status is 1 on any mismatch.
 #include "numerics.h"
+#include "DoubleCheck.h"
 #include "SampleInputs.h"
 
 #include <mpfr.h>
@@ -224,6 +227,7 @@ int usage() {
         "usage: numerics-check exhaustive FUNC [THREADS] [FIRST LAST] [HARD-CASES-OUT]\n"
         "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
         "       numerics-check pairs COUNT [THREADS] [SEED]\n"
+        "       numerics-check doubles [COUNT] [THREADS] [SEED] [exp,sin,cos,atan,atan2,pow|all]\n"
         "FUNC: sinf cosf expf atanf acosf\n");
     return 2;
 }
@@ -244,6 +248,10 @@ int main(int argc, char** argv) {
     }
     if (mode == "sampled")
         return sampled(argc >= 3 ? std::stoull(argv[2]) : 1000000u, argc >= 4 ? argv[3] : nullptr);
+    if (mode == "doubles")
+        return checkDoubles(argc >= 3 ? std::stoull(argv[2]) : 1000000u,
+                            argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u,
+                            argc >= 5 ? std::stoull(argv[4]) : 1u, argc >= 6 ? argv[5] : "all");
     if (mode == "pairs" && argc >= 3)
         return pairs(std::stoull(argv[2]), argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u,
                      argc >= 5 ? std::stoull(argv[4]) : 1u);
