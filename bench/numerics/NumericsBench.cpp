@@ -73,7 +73,8 @@ void unaryDouble(benchmark::State& state, F f, double lo, double hi) {
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
 }
 
-// pow on pairs: x from [xLo, xHi]; y from [yLo, yHi], rounded to an integer when integral is set.
+// Two-argument functions on pairs: x from [xLo, xHi]; y from [yLo, yHi], rounded to an integer when
+// integral is set; f(x, y).
 template <class F>
 void binaryDouble(benchmark::State& state, F f, double xLo, double xHi, double yLo, double yHi, bool integral) {
     std::mt19937 rng(5);
@@ -102,6 +103,10 @@ void arrayIsa(benchmark::State& state, F f, num::Isa isa, float lo, float hi) {
 }
 
 double (*const kRuntimeExp)(double) = ::exp;
+double (*const kRuntimeSin)(double) = ::sin;
+double (*const kRuntimeCos)(double) = ::cos;
+double (*const kRuntimeAtan)(double) = ::atan;
+double (*const kRuntimeAtan2)(double, double) = ::atan2;
 double (*const kRuntimePow)(double, double) = ::pow;
 float (*const kRuntimeSinf)(float) = ::sinf;
 float (*const kRuntimeCosf)(float) = ::cosf;
@@ -129,6 +134,15 @@ BENCHMARK_CAPTURE(unaryDouble, exp_Runtime, kRuntimeExp, -20.0, 0.0);
 BENCHMARK_CAPTURE(unaryDouble, exp_Xelora, [](double x) { return num::exp(x); }, -20.0, 0.0);
 BENCHMARK_CAPTURE(unaryDouble, exp_Wide_Runtime, kRuntimeExp, -700.0, 700.0);
 BENCHMARK_CAPTURE(unaryDouble, exp_Wide_Xelora, [](double x) { return num::exp(x); }, -700.0, 700.0);
+// Phases and phase sums of the decoders; ratios and angles.
+BENCHMARK_CAPTURE(unaryDouble, sin_Runtime, kRuntimeSin, -512.0, 512.0);
+BENCHMARK_CAPTURE(unaryDouble, sin_Xelora, [](double x) { return num::sin(x); }, -512.0, 512.0);
+BENCHMARK_CAPTURE(unaryDouble, cos_Runtime, kRuntimeCos, -512.0, 512.0);
+BENCHMARK_CAPTURE(unaryDouble, cos_Xelora, [](double x) { return num::cos(x); }, -512.0, 512.0);
+BENCHMARK_CAPTURE(unaryDouble, atan_Runtime, kRuntimeAtan, -20.0, 20.0);
+BENCHMARK_CAPTURE(unaryDouble, atan_Xelora, [](double x) { return num::atan(x); }, -20.0, 20.0);
+BENCHMARK_CAPTURE(binaryDouble, atan2_Runtime, kRuntimeAtan2, -1000.0, 1000.0, -1000.0, 1000.0, false);
+BENCHMARK_CAPTURE(binaryDouble, atan2_Xelora, [](double y, double x) { return num::atan2(y, x); }, -1000.0, 1000.0, -1000.0, 1000.0, false);
 // The fits: sample positions to small integer powers.
 BENCHMARK_CAPTURE(binaryDouble, pow_Fit_Runtime, kRuntimePow, -500.0, 500.0, 0.0, 11.0, true);
 BENCHMARK_CAPTURE(binaryDouble, pow_Fit_Xelora, [](double x, double y) { return num::pow(x, y); }, -500.0, 500.0, 0.0, 11.0, true);
