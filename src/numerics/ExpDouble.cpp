@@ -2,7 +2,7 @@
 // underflow through the subnormals to +0.
 // Fast path (ExpLogKernels.h): a table of 2^(j/512) and a short series, as a double-double with
 // relative error below 2^-70, accepted when the whole error interval rounds to one double (Ziv's
-// test; about one input in 20000 fails it). Otherwise, and for results outside the normal range: the
+// test; about one input in 40000 fails it). Otherwise, and for results outside the normal range: the
 // 256-bit evaluation of AccurateExpLog.cpp (error below 2^-220). e^x is never a double nor a midpoint
 // between two doubles for a double x != 0, so that accuracy decides every input.
 // The fast path's exact products use fused multiply-adds where the processor has them (FmaPaths.cpp):

@@ -67,6 +67,7 @@ double pow(double x, double y) {
         if (kind == 0) return (x - x) / (x - x);  // NaN: a negative base to a non-integer power
         negate = kind == 1;
         x = -x;
+        if (x == 1.0) return negate ? -1.0 : 1.0;  // (-1)^y for an integer y, however large
     }
     const double ay = fabsD(y);
     double r;

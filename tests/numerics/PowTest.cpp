@@ -37,8 +37,9 @@ TEST(NumericsPow, AnnexFSpecialValues) {
         {1.0, kNaN, 1.0}, {1.0, -kInf, 1.0}, {1.0, 1e300, 1.0},
         // Any other NaN argument gives NaN.
         {kNaN, 1.0, kNaN}, {2.0, kNaN, kNaN}, {-1.0, kNaN, kNaN},
-        // pow(-1, +-inf) = 1.
-        {-1.0, kInf, 1.0}, {-1.0, -kInf, 1.0},
+        // pow(-1, +-inf) = 1; -1 to an integer power is +-1, however large the power.
+        {-1.0, kInf, 1.0}, {-1.0, -kInf, 1.0}, {-1.0, 1e300, 1.0}, {-1.0, -0x1p64, 1.0}, {-1.0, 3.0, -1.0},
+        {-1.0, -0x1.fffffffffffffp52, -1.0}, {-1.0, 0x1p-1074, kNaN},
         // pow(+-0, y): odd integer y < 0 gives +-inf, other y < 0 +inf; odd integer y > 0 gives +-0,
         // other y > 0 +0.
         {0.0, -3.0, kInf}, {-0.0, -3.0, -kInf}, {-0.0, -4.0, kInf}, {-0.0, -0.5, kInf}, {-0.0, -kInf, kInf},
