@@ -23,54 +23,49 @@ std::vector<float> inputs(float lo, float hi, unsigned seed) {
     return v;
 }
 
-template <class F>
-void unary(benchmark::State& state, F f, float lo, float hi) {
-    const std::vector<float> x = inputs(lo, hi, 1);
-    std::vector<float> out(kCount);
+// Times fill(out) over the 4096 results per iteration.
+template <class T, class Fill>
+void timed(benchmark::State& state, Fill fill) {
+    std::vector<T> out(kCount);
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kCount; ++i) out[i] = f(x[i]);
+        fill(out.data());
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
     }
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+}
+
+template <class F>
+void unary(benchmark::State& state, F f, float lo, float hi) {
+    const std::vector<float> x = inputs(lo, hi, 1);
+    timed<float>(state, [&](float* out) {
+        for (std::size_t i = 0; i < kCount; ++i) out[i] = f(x[i]);
+    });
 }
 
 template <class F>
 void binary(benchmark::State& state, F f) {
     const std::vector<float> y = inputs(-255.0f, 255.0f, 2), x = inputs(-255.0f, 255.0f, 3);
-    std::vector<float> out(kCount);
-    for (auto _ : state) {
+    timed<float>(state, [&](float* out) {
         for (std::size_t i = 0; i < kCount; ++i) out[i] = f(y[i], x[i]);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+    });
 }
 
 template <class F>
 void array(benchmark::State& state, F f, float lo, float hi) {
     const std::vector<float> x = inputs(lo, hi, 1);
-    std::vector<float> out(kCount);
-    for (auto _ : state) {
-        f(x.data(), out.data(), kCount);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+    timed<float>(state, [&](float* out) { f(x.data(), out, kCount); });
 }
 
 template <class F>
 void unaryDouble(benchmark::State& state, F f, double lo, double hi) {
     std::mt19937 rng(4);
     std::uniform_real_distribution<double> d(lo, hi);
-    std::vector<double> x(kCount), out(kCount);
+    std::vector<double> x(kCount);
     for (double& v : x) v = d(rng);
-    for (auto _ : state) {
+    timed<double>(state, [&](double* out) {
         for (std::size_t i = 0; i < kCount; ++i) out[i] = f(x[i]);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+    });
 }
 
 // Two-argument functions on pairs: x from [xLo, xHi]; y from [yLo, yHi], rounded to an integer when
@@ -79,17 +74,14 @@ template <class F>
 void binaryDouble(benchmark::State& state, F f, double xLo, double xHi, double yLo, double yHi, bool integral) {
     std::mt19937 rng(5);
     std::uniform_real_distribution<double> dx(xLo, xHi), dy(yLo, yHi);
-    std::vector<double> x(kCount), y(kCount), out(kCount);
+    std::vector<double> x(kCount), y(kCount);
     for (std::size_t i = 0; i < kCount; ++i) {
         x[i] = dx(rng);
         y[i] = integral ? static_cast<double>(static_cast<int>(dy(rng))) : dy(rng);
     }
-    for (auto _ : state) {
+    timed<double>(state, [&](double* out) {
         for (std::size_t i = 0; i < kCount; ++i) out[i] = f(x[i], y[i]);
-        benchmark::DoNotOptimize(out.data());
-        benchmark::ClobberMemory();
-    }
-    state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * kCount));
+    });
 }
 
 // An array form with one instruction set, skipped where the processor lacks it.
