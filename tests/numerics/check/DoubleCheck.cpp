@@ -71,7 +71,10 @@ struct DoubleContext {
         mpfr_set_emax(1024);
         mpfr_inits2(53, in1, in2, out, static_cast<mpfr_ptr>(nullptr));
     }
-    ~DoubleContext() { mpfr_clears(in1, in2, out, static_cast<mpfr_ptr>(nullptr)); }
+    ~DoubleContext() {
+        mpfr_clears(in1, in2, out, static_cast<mpfr_ptr>(nullptr));
+        mpfr_free_cache();  // this thread's caches of constants (pi, log 2, ...)
+    }
     double eval(Fn f, double y, double x) {
         mpfr_set_d(in1, x, MPFR_RNDN);
         mpfr_set_d(in2, y, MPFR_RNDN);
