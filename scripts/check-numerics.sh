@@ -1,9 +1,10 @@
 #!/usr/bin/env bash
 # Compares the library's float functions with MPFR over every float input (all 2^32 bit patterns
 # of sinf, cosf, expf, atanf and acosf), atan2f over random pairs and the double functions (exp, sin,
-# cos, atan, atan2) over random inputs. Not part of CI: about ten minutes of processor time per float
-# function, about five per 10^9 inputs of a double function. Prints, per function, the inputs
-# checked, those MPFR decided and the mismatches (must be 0); exits non-zero on any mismatch.
+# cos, atan, atan2, pow) over random inputs. Not part of CI: about ten minutes of processor time per
+# float function, about five per 10^9 inputs of a double function (pow: about thirty). Prints, per
+# function, the inputs checked, those MPFR decided and the mismatches (must be 0); exits non-zero on
+# any mismatch.
 # Usage: scripts/check-numerics.sh [build-dir] [threads] [atan2f-pairs] [double-inputs] [seed]
 #   (threads: default 1, as the machine may be shared; atan2f-pairs: default 10^9; double-inputs:
 #   per double function, default 10^9; seed: of the random inputs, default 1)

@@ -6,13 +6,13 @@
 // Outputs: coefficients, a caller-owned std::vector<float>, emptied and filled with one value per term.
 // Working storage: the normal matrix (terms x terms) and the right-hand side (terms x 1) as float
 // Matrix objects, and the double power sums; all released before returning.
-#include <cmath>
 #include <cstddef>
 #include <utility>
 #include <vector>
 
 #include "Matrix.h"
 #include "fitting.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fitting {
@@ -118,7 +118,7 @@ void fitFromScaledProducts(const Point3dList& points, int maxDegree, std::vector
     const Matrix c = solve(N, r);
     coefficients.clear();
     for (int k = 0; k < n; ++k) {
-        const double scale = std::pow(10.0, static_cast<double>(2 * (1 - terms[k].a - terms[k].b)));
+        const double scale = num::pow(10.0, static_cast<double>(2 * (1 - terms[k].a - terms[k].b)));
         coefficients.push_back(static_cast<float>(static_cast<double>(c(k, 0)) * scale));
     }
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "fitting.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fitting {
@@ -25,13 +26,13 @@ std::vector<double> polynomialFit(const std::vector<double>& x, const std::vecto
     std::vector<double> powerSum(static_cast<std::size_t>(2 * m - 1));
     for (int e = 0; e < 2 * m - 1; ++e) {
         double s = 0.0;
-        for (std::size_t k = 0; k < count; ++k) s += std::pow(x[k], static_cast<double>(e));
+        for (std::size_t k = 0; k < count; ++k) s += num::pow(x[k], static_cast<double>(e));
         powerSum[e] = s;
     }
     for (int i = 0; i < m; ++i) {
         for (int j = 0; j < m; ++j) N[i][j] = powerSum[i + j];
         double s = 0.0;
-        for (std::size_t k = 0; k < count; ++k) s += std::pow(x[k], static_cast<double>(i)) * y[k];
+        for (std::size_t k = 0; k < count; ++k) s += num::pow(x[k], static_cast<double>(i)) * y[k];
         r[i] = s;
     }
 

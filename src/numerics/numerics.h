@@ -29,6 +29,11 @@ double sin(double x);
 double cos(double x);
 double atan(double x);
 double atan2(double y, double x);  // the angle of the point (x, y), in [-pi, pi]
+// x^y, with the special values of C99 Annex F: pow(x, +-0) = 1 and pow(+1, y) = 1 even for a NaN
+// argument, pow(-1, +-inf) = 1, a negative x with a non-integer y gives NaN, an odd integer y keeps
+// the sign of a negative x (and of a zero or infinite x). Exact results and results exactly halfway
+// between two doubles are recognised, so they too are rounded to nearest, ties to even.
+double pow(double x, double y);
 
 // Instruction sets of the array forms (and of other vector code in the library).
 enum class Isa { Sse2, Avx, Avx2, Avx512 };

@@ -3,8 +3,11 @@
 // double, when both ends of that allowance round to the same double. MPFR, at double precision with
 // double's exponent range and subnormals, decides the rest. Inputs per function: uniform bit patterns
 // (every binade, huge arguments, subnormals, special values), uniform values over the ranges the
-// library feeds the function, tiny arguments, and for sin and cos arguments next to multiples of pi/2.
+// library feeds the function, tiny arguments, and for sin and cos arguments next to multiples of pi/2;
+// for exp and pow the families of DoubleInputs.h (exact powers, midpoints, subnormal results, the
+// overflow threshold, near-1 bases with huge exponents).
 #include "DoubleCheck.h"
+#include "DoubleInputs.h"
 
 #include "numerics.h"
 
@@ -22,8 +25,9 @@ namespace {
 
 namespace num = XELORAALGO::num;
 
-enum class Fn { Exp, Sin, Cos, Atan, Atan2 };
-const char* const kNames[] = {"exp", "sin", "cos", "atan", "atan2"};
+enum class Fn { Exp, Sin, Cos, Atan, Atan2, Pow };
+const char* const kNames[] = {"exp", "sin", "cos", "atan", "atan2", "pow"};
+constexpr int kFunctions = 6;
 
 std::uint64_t bitsOf(double d) {
     std::uint64_t b;
@@ -43,6 +47,7 @@ double ours(Fn f, double y, double x) {
         case Fn::Sin: return num::sin(x);
         case Fn::Cos: return num::cos(x);
         case Fn::Atan: return num::atan(x);
+        case Fn::Pow: return num::pow(x, y);  // x the base, y the exponent
         default: return num::atan2(y, x);
     }
 }
@@ -53,6 +58,7 @@ long double filterValue(Fn f, long double y, long double x) {
         case Fn::Sin: return std::sin(x);
         case Fn::Cos: return std::cos(x);
         case Fn::Atan: return std::atan(x);
+        case Fn::Pow: return std::pow(x, y);
         default: return std::atan2(y, x);
     }
 }
@@ -67,7 +73,7 @@ struct DoubleContext {
     }
     ~DoubleContext() {
         mpfr_clears(in1, in2, out, static_cast<mpfr_ptr>(nullptr));
-        mpfr_free_cache();  // this thread's cached constants (pi), which would otherwise leak
+        mpfr_free_cache();  // this thread's caches of constants (pi, log 2, ...)
     }
     double eval(Fn f, double y, double x) {
         mpfr_set_d(in1, x, MPFR_RNDN);
@@ -78,6 +84,7 @@ struct DoubleContext {
             case Fn::Sin: t = mpfr_sin(out, in1, MPFR_RNDN); break;
             case Fn::Cos: t = mpfr_cos(out, in1, MPFR_RNDN); break;
             case Fn::Atan: t = mpfr_atan(out, in1, MPFR_RNDN); break;
+            case Fn::Pow: t = mpfr_pow(out, in1, in2, MPFR_RNDN); break;
             default: t = mpfr_atan2(out, in2, in1, MPFR_RNDN);
         }
         t = mpfr_subnormalize(out, t, MPFR_RNDN);
@@ -108,6 +115,8 @@ void check(Fn f, double y, double x, DoubleContext& ctx, Counts& c) {
     c.mismatches.fetch_add(1, std::memory_order_relaxed);
     if (f == Fn::Atan2)
         std::printf("MISMATCH atan2(%a, %a): got %a, want %a\n", y, x, got, want);
+    else if (f == Fn::Pow)
+        std::printf("MISMATCH pow(%a, %a): got %a, want %a\n", x, y, got, want);
     else
         std::printf("MISMATCH %s(%a): got %a, want %a\n", kNames[static_cast<int>(f)], x, got, want);
 }
@@ -116,6 +125,16 @@ void check(Fn f, double y, double x, DoubleContext& ctx, Counts& c) {
 void input(Fn f, std::uint64_t i, std::mt19937_64& rng, double& y, double& x) {
     std::uniform_real_distribution<double> unit(-1.0, 1.0);
     y = 0.0;
+    if (f == Fn::Exp) {  // the families of DoubleInputs.h, bit patterns among them
+        x = doublecheck::expInput(rng, i);
+        return;
+    }
+    if (f == Fn::Pow) {
+        const auto in = doublecheck::powInput(rng, i);
+        x = in.first;
+        y = in.second;
+        return;
+    }
     const unsigned kind = static_cast<unsigned>(i % 4);
     if (kind == 0) {  // bit patterns
         x = fromBits(rng());
@@ -123,10 +142,6 @@ void input(Fn f, std::uint64_t i, std::mt19937_64& rng, double& y, double& x) {
         return;
     }
     switch (f) {
-        case Fn::Exp:
-            x = kind == 1 ? std::uniform_real_distribution<double>(-746.0, 710.0)(rng)
-                          : kind == 2 ? unit(rng) : std::ldexp(unit(rng), -static_cast<int>(rng() % 80));
-            return;
         case Fn::Sin:
         case Fn::Cos:
             if (kind == 1) {
@@ -161,7 +176,7 @@ void input(Fn f, std::uint64_t i, std::mt19937_64& rng, double& y, double& x) {
 
 int checkDoubles(std::uint64_t count, unsigned threads, std::uint64_t seed, const std::string& functions) {
     int status = 0;
-    for (int fi = 0; fi < 5; ++fi) {
+    for (int fi = 0; fi < kFunctions; ++fi) {
         if (functions != "all" && ("," + functions + ",").find("," + std::string(kNames[fi]) + ",") == std::string::npos)
             continue;
         const Fn f = static_cast<Fn>(fi);

@@ -227,7 +227,7 @@ int usage() {
         "usage: numerics-check exhaustive FUNC [THREADS] [FIRST LAST] [HARD-CASES-OUT]\n"
         "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
         "       numerics-check pairs COUNT [THREADS] [SEED]\n"
-        "       numerics-check doubles [COUNT] [THREADS] [SEED] [exp,sin,cos,atan,atan2|all]\n"
+        "       numerics-check doubles [COUNT] [THREADS] [SEED] [exp,sin,cos,atan,atan2,pow|all]\n"
         "FUNC: sinf cosf expf atanf acosf\n");
     return 2;
 }
