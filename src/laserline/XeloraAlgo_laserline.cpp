@@ -1,8 +1,35 @@
 // Exported laser-line members of XeloraAlgo: each forwards to the laserline operation on the engine.
+#include <cstddef>
+#include <string>
+
 #include "XeloraAlgo.h"
+#include "frame/Checks.h"
 #include "laserline.h"
 
 namespace XELORAALGO {
+
+namespace {
+
+// A per-row list must hold at least one entry per ROI row.
+void requireRows(const char* member, const char* list, std::size_t size, int height) {
+    if (height > 0 && size < static_cast<std::size_t>(height))
+        checks::badArgument(member, std::string(list) + ".size()", "must be >= height " + std::to_string(height),
+                            size);
+}
+
+// Lists, matches and every match index of a masked row, checked before a profile is written.
+void checkProfileInputs(const char* member, int height, const Point2dList& points1, const Point2dList& points2,
+                        const bool* mask, const std::vector<int>& matches) {
+    requireRows(member, "points1", points1.size(), height);
+    requireRows(member, "matches", matches.size(), height);
+    const long long last = static_cast<long long>(points2.size()) - 1;
+    for (int i = 0; i < height; ++i) {
+        if (mask[i])
+            checks::requireInRange<long long>(member, "matches[" + std::to_string(i) + "]", matches[i], 0, last);
+    }
+}
+
+}  // namespace
 
 void XeloraAlgo::CalLineCenter(int const& row, std::vector<int> const& positions, std::vector<int> const& weights,
                                std::array<double, 2>& centre) {
@@ -40,16 +67,22 @@ void XeloraAlgo::UndistortPoints2(bool const& firstCamera, Point2dList& points) 
 
 void XeloraAlgo::MatchLine(Point2dList const& points1, Point2dList const& points2, bool* mask1, bool* mask2,
                            std::vector<int>& matches) {
+    const int H = engine_->roi.height;
+    requireRows("MatchLine", "points1", points1.size(), H);
+    requireRows("MatchLine", "points2", points2.size(), H);
+    requireRows("MatchLine", "matches", matches.size(), H);
     laserline::MatchLine(*engine_, points1, points2, mask1, mask2, matches);
 }
 
 void XeloraAlgo::Calpoint(Point2dList const& points1, Point2dList const& points2, bool* mask,
                           std::vector<int> const& matches, Point3dList& cloud, Point3dList& pixelDepth) {
+    checkProfileInputs("Calpoint", engine_->roi.height, points1, points2, mask, matches);
     laserline::Calpoint(*engine_, points1, points2, mask, matches, cloud, pixelDepth);
 }
 
 void XeloraAlgo::Calpoint_smooth(Point2dList const& points1, Point2dList const& points2, int const& halfWindow,
                                  bool* mask, std::vector<int> const& matches, Point3dList& cloud) {
+    checkProfileInputs("Calpoint_smooth", engine_->roi.height, points1, points2, mask, matches);
     laserline::Calpoint_smooth(*engine_, points1, points2, halfWindow, mask, matches, cloud);
 }
 
@@ -58,6 +91,12 @@ void XeloraAlgo::FitLineFunction_V(Point2dList& points, int const& halfWindow, b
 }
 
 void XeloraAlgo::Gaussianfilter(Point2dList& points, int const& halfWindow) {
+    // With fewer non-zero entries than taps nothing changes: return before the kernel is built, so
+    // that a huge halfWindow costs nothing.
+    if (halfWindow < 0) return;
+    std::size_t nonZero = 0;
+    for (const auto& p : points) nonZero += p[0] != 0.0 ? 1 : 0;
+    if (static_cast<long long>(nonZero) < 2LL * halfWindow + 1) return;
     laserline::Gaussianfilter(points, halfWindow);
 }
 
