@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the library, its tests, benchmarks and tools need, if any is missing.
 # Safe to run again: it does nothing when everything is there. Needs root (or sudo) only to install.
+# Arguments name extra packages that a caller needs besides these (scripts/fuzz.sh: clang).
 set -euo pipefail
 
 packages=(
@@ -9,6 +10,7 @@ packages=(
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
 )
+packages+=("$@")
 
 missing=()
 for p in "${packages[@]}"; do

@@ -55,6 +55,9 @@ void XeloraAlgo::CalPreview(unsigned char* preview, float* m1, float* m2, float*
 
 bool XeloraAlgo::CalPixelAverage(unsigned char* image, const int& width, const int& height,
                                  const int& threshold) {
+    // Two negative sizes would multiply to a positive byte count.
+    checks::requireAtLeast("CalPixelAverage", "width", width, 0);
+    checks::requireAtLeast("CalPixelAverage", "height", height, 0);
     return imaging::CalPixelAverage(image, width, height, threshold);
 }
 

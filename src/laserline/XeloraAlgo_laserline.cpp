@@ -44,12 +44,14 @@ void XeloraAlgo::CalLineCenter_new(int const& index, int const& start, int const
 void XeloraAlgo::lineExtract4(bool const& /*flag*/, unsigned char* image, Point2dList& points, bool* mask,
                               int const& /*p1*/, int const& /*p2*/, int const& /*p3*/, int const& /*p4*/,
                               int const& /*p5*/, std::array<int, 2> const& offset) {
+    requireRows("lineExtract4", "points", points.size(), engine_->roi.height);
     laserline::lineExtract4(*engine_, image, points, mask, offset);
 }
 
 void XeloraAlgo::lineExtract5(unsigned char* image, Point2dList& points, bool* mask, int const& /*q1*/,
                               int const& /*q2*/, std::array<int, 2> const& /*range*/, int const& narrowRunSpan,
                               int const& rowBandSpan) {
+    requireRows("lineExtract5", "points", points.size(), engine_->roi.height);
     laserline::lineExtract5(*engine_, image, points, mask, narrowRunSpan, rowBandSpan);
 }
 
