@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "frame/Checks.h"
 
 namespace XELORAALGO {
 namespace cloud {
@@ -64,8 +65,8 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
         return false;
     }
     if (k < 1 || k > n) {
-        throw std::invalid_argument("SORfilter: k = " + std::to_string(k) +
-                                    " must lie in 1 ... number of valid points (" + std::to_string(n) + ")");
+        checks::badArgument("SORfilter", "k", "must be in [1, " + std::to_string(n) + "], the number of valid points",
+                            k);
     }
 
     // 2.-3. kd-tree over all valid points and one k-nearest search per point. The returned squared

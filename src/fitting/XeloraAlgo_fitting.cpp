@@ -1,6 +1,5 @@
 // Surface and curve fitting members of the exported handle: each forwards to its operation in
 // fitting:: (none of them reads the engine).
-#include <limits>
 #include <string>
 
 #include "fitting.h"
@@ -31,7 +30,8 @@ void XeloraAlgo::PlaneFitPoly1010(const Point3dList& points, std::vector<float>&
 std::vector<double> XeloraAlgo::polynomialFit(const std::vector<double>& x, const std::vector<double>& y,
                                               const int& degree) {
     // The normal equations hold (degree + 1)^2 doubles; beyond degree 100 they mean nothing in double.
-    checks::requireInRange("polynomialFit", "degree", degree, std::numeric_limits<int>::min(), 100);
+    // A negative degree gives an empty vector.
+    checks::requireAtMost("polynomialFit", "degree", degree, 100);
     if (y.size() < x.size())
         checks::badArgument("polynomialFit", "y.size()", "must be >= x.size() " + std::to_string(x.size()), y.size());
     return fitting::polynomialFit(x, y, degree);

@@ -2,7 +2,7 @@
 //
 //   std::logic_error      "<member>: <step> has not been run for this ROI"
 //   std::invalid_argument "<member>: <parameter> must be in [<lo>, <hi>], got <value>"
-//                         "<member>: <parameter> must be >= <lo>, got <value>"
+//                         "<member>: <parameter> must be >= <lo>, got <value>" (or <= <hi>)
 //                         "<member>: <parameter> <requirement>, got <value>"
 //
 // A member runs its checks before it writes anything, so a throwing call leaves every output and the
@@ -63,6 +63,12 @@ void requireInRange(const char* member, const std::string& parameter, T value, T
 template <class T>
 void requireAtLeast(const char* member, const std::string& parameter, T value, T lo) {
     if (!(value >= lo)) badArgument(member, parameter, "must be >= " + show(lo), value);
+}
+
+// value <= hi (a NaN never is).
+template <class T>
+void requireAtMost(const char* member, const std::string& parameter, T value, T hi) {
+    if (!(value <= hi)) badArgument(member, parameter, "must be <= " + show(hi), value);
 }
 
 // Widest Gaussian kernel a member evaluates: radius 65535 pixels (131071 taps), wider than any sensor.
