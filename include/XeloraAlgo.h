@@ -5,6 +5,24 @@
 // used by one thread at a time. All buffers are owned by the caller; per-pixel maps are row-major
 // arrays of ROI width x height elements (index row * width + col). A depth or coordinate value of
 // 0 marks a pixel without a result.
+//
+// Errors (the whole library follows one policy; docs/robustness.md lists every limit):
+//  - A member whose set-up is missing or stale (its tables not built, released by DeleteMemory1/2,
+//    or built for another ROI, downsampling step or offset) throws std::logic_error
+//    "<member>: <step> has not been run for this ROI", e.g. "CalRectifyMap1: CalKR has not been
+//    run for this ROI".
+//  - A parameter outside the range where the member's result is defined (a window, radius, degree
+//    or kernel too large or negative, a count outside what the member keeps, an ROI whose sensor
+//    positions do not fit in int or that is too small for fixed sample windows, a list shorter than
+//    the ROI height, a match index outside its list) throws std::invalid_argument
+//    "<member>: <parameter> must be ..., got <value>".
+//  - Both are thrown before anything is written: outputs, caller buffers and the handle's tables are
+//    as they were, and the handle stays usable.
+//  - Values inside buffers are data, never errors: NaN, infinities, huge and denormal values give a
+//    defined result (SORfilter treats a point whose coordinates are not finite in float as not
+//    valid and returns it as (0, 0, 0)).
+//  - No member allocates more than its working storage for the ROI and the lists it is given.
+//  - Buffers passed by pointer are trusted to have the documented size; containers are checked.
 #ifndef XELORAALGO_H
 #define XELORAALGO_H
 
@@ -86,20 +104,27 @@ public:
     int GetROIInfoOffsetX();
     int GetROIInfoOffsetY();
     void SetROIInfo(tagXeloraAlgoROIInfo* info);
+    // Step and offset are checked by CalKR, CalRectifyMap1/2 and CalPoint: step * (size - 1) and the
+    // sensor positions step * index + ROI offset must fit in int (std::invalid_argument).
     void SetDownsamplingInfo(const int& step, const float& offset);
     // Writes cx1, pixel pitch, cx2, cy1, focal length 1 (mm), focal length 2 (mm) of the last CalKR.
     void GetData(double& a, double& b, double& c, double& d, double& e, double& f);
     void DeleteMemory1();
     void DeleteMemory2();
     void SetCalibrationInfo(tagXeloraAlgoCalibrationInfo* info);
+    // Geometry and epipolar-line tables for the ROI and downsampling in force (std::invalid_argument
+    // when its sensor positions do not fit in int).
     void CalKR();
+    // Rectification map of camera 1 (true) or 2; std::logic_error unless CalKR ran for this ROI.
     void CalRectifyMap1(const bool& firstCamera);
+    // Undistortion map of camera 1 (true) or 2.
     void CalRectifyMap2(const bool& firstCamera);
 
     // ---- fringe decoding ----
     // Decode the 11 pattern planes of one camera (Gray bits 0..6, fringes 7..10) into a validity
     // mask, modulation, average intensity and absolute phase; smoothPhase enables smoothRounds rounds
-    // of masked fringe smoothing with smoothSigma. ignoredFlag is not read.
+    // of masked fringe smoothing with smoothSigma. ignoredFlag is not read. With smoothing rounds,
+    // a sigma whose kernel radius trunc(1.5 * sigma) exceeds 65535 throws std::invalid_argument.
     void DecGrayPhase1(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
                        const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
                        const float& smoothSigma, float* absolutePhase);
@@ -119,6 +144,8 @@ public:
     float BiCubicPloy(const float& x);
     // Cubic resampling in place through the engine's maps: 1 and 2 rectify camera 1 and camera 2,
     // 4 and 5 undistort them. Pixels whose 4 x 4 source neighbourhood leaves the grid become 0.
+    // std::logic_error unless the map they use (CalRectifyMap1(true / false), CalRectifyMap2(true /
+    // false)) was built for this ROI; InterpFlag1/2 likewise.
     void InterpCubic1(float* map);
     void InterpCubic2(float* map);
     // Masked cubic resampling in place through the caller's maps; mask marks valid source pixels.
@@ -128,20 +155,23 @@ public:
     // Nearest-neighbour resampling of a mask onto camera 1's / camera 2's rectified grid.
     void InterpFlag1(bool* mask);
     void InterpFlag2(bool* mask);
-    // Integer matching with left-right check, then sub-pixel refinement (same five buffers).
+    // Integer matching with left-right check, then sub-pixel refinement (same five buffers). MatchI
+    // needs CalKR, MatchII needs MatchI, for this ROI (std::logic_error).
     void MatchI(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
     void MatchII(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
-    // Triangulation into X, Y, Z on camera 1's grid; mask in: matchMask, out: valid points.
+    // Triangulation into X, Y, Z on camera 1's grid; mask in: matchMask, out: valid points. Needs
+    // CalKR, CalRectifyMap1(true) and MatchII for this ROI (std::logic_error); with useSmoothing,
+    // smoothSigma as for the decoders.
     void CalPoint(bool* mask, float* X, float* Y, float* Z, int& count, const bool& useBilateral,
                   const int& bilateralSpatialSigma, const float& bilateralRangeSigma,
                   const bool& useSmoothing, const float& smoothSigma);
 
     // ---- depth-map filters ----
     // 3 x 3 order statistic of every nonzero interior pixel (order 0 max, 4 median, 8 min); zeros
-    // and the border are unchanged.
+    // and the border are unchanged. order outside 0 ... 8 throws std::invalid_argument.
     void MediaFilter(float* map, const int& order);
     // Raster-order removal of points with fewer than 2 * radius^2 neighbours (itself included) within
-    // distance in 3-D; removed points become (0, 0, 0) with mask false.
+    // distance in 3-D; removed points become (0, 0, 0) with mask false. radius < 0 throws.
     void Outlierdetect(float* X, float* Y, float* Z, bool* mask, const int& radius, const float& distance);
     // Drops pixels (value 0, mask false) whose central-difference gradient (clamped at 255) is not
     // below gradientLimit, when passLevel is in (0, 1]; passLevel > 1 drops all, <= 0 none.
@@ -164,18 +194,24 @@ public:
     void CalRGBFuse(unsigned char** const srcA, unsigned char** const srcB, unsigned char** const dstA,
                     unsigned char** const dstB, const int& count);
     void CalPreview(unsigned char* preview, float* m1, float* m2, float* m3, float* m4);
+    // Negative width or height throws std::invalid_argument.
     bool CalPixelAverage(unsigned char* image, const int& width, const int& height, const int& threshold);
+    // pairCount outside 1 ... 3 throws std::invalid_argument (the times are then not doubled).
     int AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
                      const int& target, const int& lower, const int& upper, const int& current);
+    // The ROI must hold the twelve 50 x 50 sample windows (e.g. 400 x 313 or 329 x 329 and up), else
+    // std::invalid_argument.
     int AutoExposure(const double& current, float* modulation1, float* modulation2, float* average1,
                      float* average2, const int& lower, const int& upper, const int& target);
     double BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
                                  const double& upper, const int& target, const double& current);
     int GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper);
+    // pairCount outside 1 ... 3, divisor < 2 or upper == INT_MIN throw std::invalid_argument.
     void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
     void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
+    // count < 4 throws std::invalid_argument.
     void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
                     unsigned char** const out2, const int& count);
     void DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,
@@ -211,7 +247,8 @@ public:
     // coordinates, same list and mask conventions as lineExtract4, no border band. Runs of 1-2
     // pixels count only where offsetY + column lies strictly between narrowRunSpan/3 and twice that;
     // the mean line column over sensor rows rowBandSpan/3 .. 2*(rowBandSpan/3) steers the neighbour
-    // passes. q1, q2 and range are not used.
+    // passes. q1, q2 and range are not used. Both extractors throw std::invalid_argument for a
+    // points list shorter than the ROI height.
     void lineExtract5(unsigned char* image, Point2dList& points, bool* mask, int const& q1, int const& q2,
                       std::array<int, 2> const& range, int const& narrowRunSpan, int const& rowBandSpan);
     // Stripe tracker on the weight map v*v/255 (> 20): replaces `points` with height entries
@@ -228,10 +265,13 @@ public:
     // Pairs rows of list 1 (undistorted sensor pixels) with rows of list 2 through the record's
     // fundamental matrix F (residual |q^T F p|, p from list 1, q from list 2, below 0.1; search
     // rows i-200 .. i+199). matches[i] = partner row; mask1[i] cleared when none is accepted.
+    // Lists and matches shorter than the ROI height throw std::invalid_argument.
     void MatchLine(Point2dList const& points1, Point2dList const& points2, bool* mask1, bool* mask2,
                    std::vector<int>& matches);
     // Triangulates matched rows: cloud = height entries (X, Y, Z) in camera-1 coordinates, in the
     // unit of TLine ((0, 0, 0) for rows with mask false); pixelDepth = (x1, y1, Z) per valid row.
+    // points1 or matches shorter than the ROI height, or matches[i] of a masked row outside points2,
+    // throw std::invalid_argument (also for Calpoint_smooth).
     void Calpoint(Point2dList const& points1, Point2dList const& points2, bool* mask, std::vector<int> const& matches,
                   Point3dList& cloud, Point3dList& pixelDepth);
     // As Calpoint's cloud, using FitLineFunction_V-smoothed lists where that keeps the profile closer
@@ -241,17 +281,20 @@ public:
     // Local straight-line fit x = a*y + b over 2*halfWindow neighbouring entries, in place.
     void FitLineFunction_V(Point2dList& points, int const& halfWindow, bool const& enable);
     // Gaussian smoothing (2*halfWindow + 1 taps) of the non-zero x values, not across jumps >= 5.
+    // Fewer non-zero entries than taps (any halfWindow that large) leave the list unchanged.
     void Gaussianfilter(Point2dList& points, int const& halfWindow);
 
     // ---- point clouds ----
     // Statistical outlier removal (valid: z > 0) with a kd-tree over the k nearest neighbours; removed
     // points become (0, 0, 0). k < 1 or k above the number of valid points (with at least 10 of them)
     // throws std::invalid_argument and leaves the cloud untouched. Calls are serialised process-wide.
+    // A point with z > 0 whose coordinates are not finite in float is not valid: returned as (0, 0, 0).
     void SORfilter(std::vector<std::array<double, 3>>& cloud, const int& k, const float& multiplier);
     // Outlier removal (valid: z > 200) over windows of 21 consecutive valid points; the third argument
     // is not used.
     void sorFilter(std::vector<std::array<double, 3>>& cloud, const int& k, const double& unused);
     // Depth smoothing of an organised ROI-size point map within a (2r+1)^2 window and a 3-D radius.
+    // r < 0 throws std::invalid_argument.
     void CloudSmooth(std::vector<std::array<double, 3>>& map, const int& r, const float& radius);
     // Gaussian depth smoothing along the sequence of valid points (x != 0), 2r + 1 taps.
     void Gaussianfilter_PMR(std::vector<std::array<double, 3>>& cloud, const int& r);
@@ -282,7 +325,8 @@ public:
     void PlaneFitPoly55(const Point3dList& points, std::vector<float>& coefficients);
     void PlaneFitPoly1010(const Point3dList& points, std::vector<float>& coefficients);
     // Coefficients c0 .. c_degree (ascending powers) of the least-squares polynomial through (x[k], y[k]);
-    // a negative degree gives an empty vector.
+    // a negative degree gives an empty vector; degree > 100 or y shorter than x throws
+    // std::invalid_argument.
     std::vector<double> polynomialFit(const std::vector<double>& x, const std::vector<double>& y,
                                       const int& degree);
     // c0 + c1 x + c2 x^2 + ... (0 for an empty vector).
