@@ -206,12 +206,13 @@ public:
     double BinarySearch_updataET(unsigned char* image1, unsigned char* image2, const double& lower,
                                  const double& upper, const int& target, const double& current);
     int GetTh(const std::vector<unsigned char>& values, const int& lower, const int& upper);
-    // pairCount outside 1 ... 3, divisor < 2 or upper == INT_MIN throw std::invalid_argument.
+    // pairCount outside 1 ... 3 or upper == INT_MIN throw std::invalid_argument; a divisor below 2
+    // is taken as 2.
     void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
     void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
-    // count < 4 throws std::invalid_argument.
+    // With count < 4 the frames there are decide (count <= 0: nothing is written).
     void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
                     unsigned char** const out2, const int& count);
     void DownSampling1(unsigned char** const src, unsigned char** const dst, const int& count, const int& W,

@@ -25,11 +25,10 @@ void checkSampleWindows(const AlgoEngine& e) {
     if (!holds(h)) checks::badArgument("AutoExposure", "ROI height", need, h);
 }
 
-// AutoHDR1 / AutoHDR2 keep sums for three captures, need two distinct quantile cuts, and propose
-// upper - 1 for the short exposure.
-void checkHdrArguments(const char* member, int pairCount, int divisor, int upper) {
+// AutoHDR1 / AutoHDR2 keep sums for three captures and propose upper - 1 for the short exposure. (A
+// divisor below 2 is taken as 2.)
+void checkHdrArguments(const char* member, int pairCount, int upper) {
     checks::requireInRange(member, "pairCount", pairCount, 1, 3);
-    checks::requireAtLeast(member, "divisor", divisor, 2);
     checks::requireAtLeast(member, "upper", upper, std::numeric_limits<int>::min() + 1);
 }
 
@@ -88,7 +87,7 @@ int XeloraAlgo::GetTh(const std::vector<unsigned char>& values, const int& lower
 void XeloraAlgo::AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes,
                           const int& pairCount, const int& divisor, const int& target, const int& lower,
                           const int& upper, int* results) {
-    checkHdrArguments("AutoHDR1", pairCount, divisor, upper);
+    checkHdrArguments("AutoHDR1", pairCount, upper);
     imaging::AutoHDR1(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
                       results);
 }
@@ -96,14 +95,13 @@ void XeloraAlgo::AutoHDR1(unsigned char** const captures, const int& mode, doubl
 void XeloraAlgo::AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes,
                           const int& pairCount, const int& divisor, const int& target, const int& lower,
                           const int& upper, int* results) {
-    checkHdrArguments("AutoHDR2", pairCount, divisor, upper);
+    checkHdrArguments("AutoHDR2", pairCount, upper);
     imaging::AutoHDR2(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
                       results);
 }
 
 void XeloraAlgo::CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq,
                             unsigned char** const out1, unsigned char** const out2, const int& count) {
-    checks::requireAtLeast("CalHDRFuse", "count", count, 4);
     imaging::CalHDRFuse(*engine_, shortSeq, longSeq, out1, out2, count);
 }
 
