@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the library, its tests, benchmarks and tools need, if any is missing.
 # Safe to run again: it does nothing when everything is there. Needs root (or sudo) only to install.
-# Arguments name extra packages that a caller needs besides these (scripts/fuzz.sh: clang).
+# Usage: scripts/install-deps.sh [--windows] [package...]   (--windows: what the Windows cross build
+# and its wine test run need instead: MinGW-w64, wine64, GoogleTest's sources, apt-get source's
+# dpkg-source, and clang + lld-link for the test of a host built with the MSVC ABI; further
+# arguments name extra packages a caller needs, e.g. scripts/fuzz.sh: clang-14 libclang-rt-14-dev)
 set -euo pipefail
 
 packages=(
@@ -9,7 +12,17 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
+  python3 python3-dev pybind11-dev python3-numpy python3-pytest python3-matplotlib
 )
+if [ "${1:-}" = "--windows" ]; then
+  packages=(
+    cmake make
+    g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix binutils-mingw-w64-x86-64
+    wine64 googletest dpkg-dev xz-utils debian-archive-keyring
+    clang lld
+  )
+  shift
+fi
 packages+=("$@")
 
 missing=()

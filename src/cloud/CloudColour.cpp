@@ -40,7 +40,8 @@ void RGB2Cloud(const AlgoEngine& engine, const std::vector<std::array<int, 2>>& 
         const double x = X / Z;
         const double y = Y / Z;
         const double r2 = x * x + y * y;
-        const double rho = 1.0 + k1 * r2 + k2 * r2 * r2;
+        const double r4 = r2 * r2;
+        const double rho = 1.0 + k1 * r2 + k2 * r4;
         const float xf = static_cast<float>(x);
         const float yf = static_cast<float>(y);
         const double xs = static_cast<double>(xf);

@@ -1,7 +1,7 @@
 // Pinhole projection with radial (k1, k2) and tangential (p1, p2) distortion, shared by the
 // depth-image and colour operations. Header-only, internal to the point-cloud subsystem.
 //
-// For normalised (x, y): r2 = x^2 + y^2, rho = 1 + k1 r2 + k2 r2 r2,
+// For normalised (x, y): r2 = x^2 + y^2, r4 = r2 r2, rho = 1 + k1 r2 + k2 r4 (r4 formed first),
 //   column = fx (x rho + 2 p1 x y + p2 (r2 + 2 x^2)) + cx,
 //   row    = fy (y rho + 2 p2 x y + p1 (r2 + 2 y^2)) + cy,
 // every product and sum evaluated left to right in the type of the camera record given.
@@ -27,7 +27,8 @@ struct Camera {
     // Projection entirely in T.
     void project(T x, T y, T& column, T& row) const {
         const T r2 = x * x + y * y;
-        const T rho = T(1) + k1 * r2 + k2 * r2 * r2;
+        const T r4 = r2 * r2;
+        const T rho = T(1) + k1 * r2 + k2 * r4;
         column = fx * (x * rho + T(2) * p1 * x * y + p2 * (r2 + T(2) * x * x)) + cx;
         row = fy * (y * rho + T(2) * p2 * x * y + p1 * (r2 + T(2) * y * y)) + cy;
     }

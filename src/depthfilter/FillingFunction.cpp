@@ -213,35 +213,41 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
             if (k == kLarger) {
                 if (mode < 2 || zr == 0.0f || zd == 0.0f) continue;
                 const Vec3 p0{x0, y0, z};
-                // Reference points at offsets 5, 4, 3, 2; the first with a nonzero depth wins.
+                // Reference points at offsets 5, 4, 3, 2; the first with a nonzero depth wins. The
+                // first offset that falls outside the map ends that reference's search: the nearer
+                // offsets after it are not tried.
                 bool haveLeft = false, haveUp = false;
                 Vec3 A{0, 0, 0}, A1{0, 0, 0}, B{0, 0, 0}, B1{0, 0, 0}, C1{0, 0, 0}, D1{0, 0, 0};
                 for (int d = 5; d >= 2 && !haveLeft; --d) {
+                    if (c - d < 1) break;
                     const std::size_t j = i - static_cast<std::size_t>(d);
-                    if (c - d >= 1 && Z[j] != 0.0f) {
+                    if (Z[j] != 0.0f) {
                         haveLeft = true;
                         A = minus(point(j), p0);
                         A1 = minus(point(j), point(i - 1));
                     }
                 }
                 for (int d = 5; d >= 2 && !haveUp; --d) {
+                    if (r - d < 1) break;
                     const std::size_t j = i - static_cast<std::size_t>(d) * W;
-                    if (r - d >= 1 && Z[j] != 0.0f) {
+                    if (Z[j] != 0.0f) {
                         haveUp = true;
                         B = minus(point(j), p0);
                         B1 = minus(point(j), point(i - W));
                     }
                 }
                 for (int d = 5; d >= 2; --d) {
+                    if (rowD + d >= h) break;
                     const std::size_t j = iD + static_cast<std::size_t>(d) * W;
-                    if (rowD + d < h && Z[j] != 0.0f) {
+                    if (Z[j] != 0.0f) {
                         C1 = minus(point(iD), point(j));
                         break;
                     }
                 }
                 for (int d = 5; d >= 2; --d) {
+                    if (colR + d >= w) break;
                     const std::size_t j = iR + static_cast<std::size_t>(d);
-                    if (colR + d < w && Z[j] != 0.0f) {
+                    if (Z[j] != 0.0f) {
                         D1 = minus(point(iR), point(j));
                         break;
                     }

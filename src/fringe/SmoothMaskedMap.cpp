@@ -61,8 +61,9 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     // Both passes run tap by tap over a whole row, keeping one weight sum and one value sum per
     // column, so every pixel still adds its taps in the order -R ... R (the same sums as a
     // pixel-by-pixel loop) while the inner loop runs over contiguous columns without branches.
-    // A tap on an invalid pixel adds weight x 0.0f and weight x 0.0 (its value is read as 0), which
-    // leaves both sums unchanged bit for bit. Sums of invalid centre pixels are discarded (0 is
+    // Each tap's weight is rounded to float once; the weight x value product and both sums are
+    // float operations. A tap on an invalid pixel adds weight x 0.0f to both sums (its value is read
+    // as 0), which leaves them unchanged bit for bit. Sums of invalid centre pixels are discarded (0 is
     // written there).
     const std::size_t w = static_cast<std::size_t>(width);
     std::unique_ptr<float[]> h(new float[n]);  // horizontal result (every element written), 0 on invalid pixels
@@ -80,8 +81,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
         std::fill(valueSum.begin(), valueSum.end(), 0.0f);
         const int xReach = radius < width - 1 ? radius : width - 1;  // taps beyond the row add nothing
         for (int x = -xReach; x <= xReach; ++x) {
-            const double wd = weights[static_cast<std::size_t>(x + radius)];
-            const float wf = static_cast<float>(wd);
+            const float wf = static_cast<float>(weights[static_cast<std::size_t>(x + radius)]);
             const int cBegin = x < 0 ? -x : 0;
             const int cEnd = x > 0 ? width - x : width;  // exclusive
             float* ws = weightSum.data();
@@ -90,7 +90,7 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
             const float* vf = rowValid.data();
             for (int c = cBegin; c < cEnd; ++c) {
                 ws[c] += wf * vf[c + x];
-                vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(src[c + x]));
+                vs[c] += wf * src[c + x];
             }
         }
         float* out = h.get() + row;
@@ -109,13 +109,12 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
             // A bool is one byte holding 0 or 1; reading it as a byte lets the loop vectorise.
             const unsigned char* mq = reinterpret_cast<const unsigned char*>(mask + qrow);
             const float* hq = h.get() + qrow;
-            const double wd = weights[static_cast<std::size_t>(y + radius)];
-            const float wf = static_cast<float>(wd);
+            const float wf = static_cast<float>(weights[static_cast<std::size_t>(y + radius)]);
             float* ws = weightSum.data();
             float* vs = valueSum.data();
             for (std::size_t c = 0; c < w; ++c) {
                 ws[c] += wf * static_cast<float>(mq[c]);
-                vs[c] = static_cast<float>(static_cast<double>(vs[c]) + wd * static_cast<double>(hq[c]));
+                vs[c] += wf * hq[c];
             }
         }
         const bool* m = mask + row;

@@ -162,3 +162,150 @@ TEST_F(Projection, RGB2CloudNearestWithinDistance) {
     algo.RGB2Cloud({{10, 20}, {12, 20}, {40, 31}, {40, 32}}, pts, 1.5, out);
     EXPECT_EQ(out, (Cloud{pts[0], pts[1], pts[2], kZero}));
 }
+
+namespace {
+
+// The projections' r^4 is one quantity, r2 * r2, multiplied by k2 afterwards. The readings k2 * (r2 * r2)
+// and (k2 * r2) * r2 differ in the last bit of rho for some points; these tests look for points where
+// that moves a truncated pixel (GetDepth, GetRGBpoint) or decides a distance test (RGB2Cloud), so
+// they tell the two readings apart, and check the members against the first.
+struct Lens {
+    double fx, cx, fy, cy, k1, k2, p1, p2;
+};
+const Lens kWide{100.0, 0.3, 100.0, 0.2, -0.2, 0.37, 0.0013, -0.0021};
+
+// Column and row in float from float (x, y), with r^4 formed first or k2 * r2 first.
+void projectF(float x, float y, bool r4First, float& column, float& row) {
+    const Lens& L = kWide;
+    const float fx = float(L.fx), cx = float(L.cx), fy = float(L.fy), cy = float(L.cy), k1 = float(L.k1),
+                k2 = float(L.k2), p1 = float(L.p1), p2 = float(L.p2);
+    const float r2 = x * x + y * y;
+    const float rho = r4First ? 1.0f + k1 * r2 + k2 * (r2 * r2) : 1.0f + k1 * r2 + (k2 * r2) * r2;
+    column = fx * (x * rho + 2.0f * p1 * x * y + p2 * (r2 + 2.0f * x * x)) + cx;
+    row = fy * (y * rho + 2.0f * p2 * x * y + p1 * (r2 + 2.0f * y * y)) + cy;
+}
+
+// Float (x, y) whose truncated column + shift differs between the two readings: for rows y, bisect
+// x to the crossing of column + shift over the integer 70, then try the floats around it.
+std::vector<std::array<float, 2>> telling(float shift, int wanted) {
+    std::vector<std::array<float, 2>> found;
+    for (int j = 0; j < 400 && int(found.size()) < wanted; ++j) {
+        const float y = 0.3f + 0.0007f * float(j);
+        float lo = 0.4f, hi = 0.95f, c, r;
+        for (int it = 0; it < 80; ++it) {
+            const float mid = lo + (hi - lo) * 0.5f;
+            projectF(mid, y, true, c, r);
+            (c + shift < 70.0f ? lo : hi) = mid;
+        }
+        float x = lo;
+        for (int k = 0; k < 20; ++k) x = std::nextafter(x, 0.0f);
+        for (int k = 0; k < 40; ++k, x = std::nextafter(x, 1.0f)) {
+            float cn, rn, co, ro;
+            projectF(x, y, true, cn, rn);
+            projectF(x, y, false, co, ro);
+            if (std::trunc(cn + shift) != std::trunc(co + shift) && std::trunc(rn + shift) == std::trunc(ro + shift)) {
+                found.push_back({x, y});
+                break;
+            }
+        }
+    }
+    return found;
+}
+
+XELORAALGO::tagXeloraAlgoCalibrationInfo wideLens() {
+    XELORAALGO::tagXeloraAlgoCalibrationInfo cal{};
+    const Lens& L = kWide;
+    const double K[9] = {L.fx, 0, L.cx, 0, L.fy, L.cy, 0, 0, 1}, D[5] = {L.k1, L.k2, L.p1, L.p2, 0.0};
+    std::copy(K, K + 9, cal.K1);
+    std::copy(K, K + 9, cal.K3);
+    std::copy(D, D + 5, cal.D1);
+    std::copy(D, D + 5, cal.D3);
+    cal.R3[0] = cal.R3[4] = cal.R3[8] = 1.0;  // the colour camera is camera 1: x = X / Z exactly
+    return cal;
+}
+
+// A handle with the wide-angle lens as camera 1 and colour camera, ROI 120 x 90 at offset 0.
+class ProjectionFourthPower : public ::testing::Test {
+  protected:
+    XeloraAlgo algo;
+    void SetUp() override {
+        XELORAALGO::tagXeloraAlgoROIInfo roi{0, 0, 120, 90};
+        algo.SetROIInfo(&roi);
+        auto cal = wideLens();
+        algo.SetCalibrationInfo(&cal);
+    }
+};
+
+TEST_F(ProjectionFourthPower, GetDepthAndGetRGBpointTakeR4AsOneQuantity) {
+
+    // GetDepth: column + 0.5 truncated; Z = 1 keeps x and y as given.
+    const auto depthCases = telling(0.5f, 4);
+    ASSERT_EQ(depthCases.size(), 4u);
+    for (const auto& p : depthCases) {
+        float cn, rn, co, ro;
+        projectF(p[0], p[1], true, cn, rn);
+        projectF(p[0], p[1], false, co, ro);
+        const int v = int(rn + 0.5f), un = int(cn + 0.5f), uo = int(co + 0.5f);
+        std::vector<Cloud> profiles{{{double(p[0]), double(p[1]), 1.0}}};
+        Cloud map;
+        algo.GetDepth(profiles, map);
+        ASSERT_EQ(map.size(), 120u * 90u);
+        EXPECT_EQ(map[std::size_t(v * 120 + un)], profiles[0][0]) << p[0] << " " << p[1];
+        EXPECT_EQ(map[std::size_t(v * 120 + uo)], kZero) << p[0] << " " << p[1];
+    }
+
+    // GetRGBpoint: column truncated without offset; the colour image's bytes name the pixel.
+    const auto colourCases = telling(0.0f, 4);
+    ASSERT_EQ(colourCases.size(), 4u);
+    const int W = 120, H = 90;
+    std::vector<unsigned char> bytes(std::size_t(W) * H * 3);
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i / 3 % 251);
+    Cloud cloud;
+    for (const auto& p : colourCases) cloud.push_back({double(p[0]), double(p[1]), 1.0});
+    std::vector<std::pair<std::array<double, 6>, bool>> out;
+    algo.GetRGBpoint({bytes, W, H}, cloud, out);
+    ASSERT_EQ(out.size(), cloud.size());
+    for (std::size_t i = 0; i < cloud.size(); ++i) {
+        float cn, rn;
+        projectF(colourCases[i][0], colourCases[i][1], true, cn, rn);
+        const std::size_t pixel = std::size_t(int(rn)) * W + std::size_t(int(cn));
+        EXPECT_TRUE(out[i].second);
+        EXPECT_EQ(out[i].first[3], double(bytes[3 * pixel])) << i;
+    }
+}
+
+TEST_F(ProjectionFourthPower, RGB2CloudDistanceUsesR4AsOneQuantity) {
+    const Lens& L = kWide;
+    // Double projection: r2 and rho from x and y, the other terms from their float roundings.
+    const auto project = [&L](double x, double y, bool r4First, double& u, double& v) {
+        const double r2 = x * x + y * y;
+        const double rho = r4First ? 1.0 + L.k1 * r2 + L.k2 * (r2 * r2) : 1.0 + L.k1 * r2 + (L.k2 * r2) * r2;
+        const float xf = float(x), yf = float(y);
+        const double xs = xf, ys = yf, twoXX = double(2.0f * xf * xf), twoYY = double(2.0f * yf * yf);
+        u = L.fx * (xs * rho + 2.0 * L.p1 * xs * ys + L.p2 * (r2 + twoXX)) + L.cx;
+        v = L.fy * (ys * rho + 2.0 * L.p2 * xs * ys + L.p1 * (r2 + twoYY)) + L.cy;
+    };
+    int checked = 0;
+    std::mt19937 rng(2024);
+    for (int trial = 0; trial < 20000 && checked < 6; ++trial) {
+        const double x = 0.4 + 0.5 * double(rng()) / 4294967296.0, y = 0.3 + 0.3 * double(rng()) / 4294967296.0;
+        double un, vn, uo, vo;
+        project(x, y, true, un, vn);
+        project(x, y, false, uo, vo);
+        const int c = int(un), r = int(vn);  // a pixel near the projection
+        const double dn = std::sqrt((un - c) * (un - c) + (vn - r) * (vn - r));
+        const double dold = std::sqrt((uo - c) * (uo - c) + (vo - r) * (vo - r));
+        if (dn == dold) continue;
+        // The larger of the two distances is the limit: only the reading with the smaller one matches.
+        const double limit = std::max(dn, dold);
+        const Cloud pts{{x, y, 1.0}};
+        Cloud out;
+        algo.RGB2Cloud({{c, r}}, pts, limit, out);
+        ASSERT_EQ(out.size(), 1u);
+        EXPECT_EQ(out[0], dn < limit ? pts[0] : kZero) << x << " " << y;
+        ++checked;
+    }
+    EXPECT_EQ(checked, 6);
+}
+
+}  // namespace

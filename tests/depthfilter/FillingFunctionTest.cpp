@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -156,6 +157,82 @@ TEST(FillingFunction, SurfaceTestNeedsBothAnglesAtLevelTwoAndAnyAtHigherLevels) 
         s.run(k[0], 0, 5, 50, 200);
         EXPECT_EQ(s.filled(10, 10), k[2] == 1) << "mode " << k[0] << " raised " << k[1];
         EXPECT_TRUE(k[0] != 3 || (s.Z[s.at(10, 10)] == 105.0f && s.X[s.at(10, 10)] == 0.0f));
+    }
+}
+
+}  // namespace
+}  // namespace XELORAALGO
+
+namespace XELORAALGO {
+namespace {
+
+// Areas of the hole regions of a picture ('#' = candidate) through the exported labelling.
+std::vector<std::int32_t> areasOf(const std::vector<const char*>& rows) {
+    const int h = static_cast<int>(rows.size()), w = static_cast<int>(std::strlen(rows[0]));
+    std::vector<float> Z(static_cast<std::size_t>(w * h));
+    for (int i = 0; i < w * h; ++i) Z[static_cast<std::size_t>(i)] = rows[i / w][i % w] == '#' ? 0.0f : 250.0f;
+    return depthfilter::HoleRegionAreas(Z.data(), w, h);
+}
+
+// The two parent updates of a merge, traced by hand (labels from 3, raster order).
+// A: (1,1) 3, (1,4) 4, (2,3) 5; at (2,4) labels 4, 5 meet: parent(5) = 4. At (3,3) labels 3 and 5
+//    meet with parent(5) = 4 > 3: parent(4) = 3 (the update of q > m), so all eight pixels join.
+// B: (1,2) 3, (1,4) 4, (2,1) 5, (2,3) 6; at (2,4) parent(6) = 4. At (3,3) labels 5 and 6 meet with
+//    parent(6) = 4 < 5: parent(5) = 4 (the update of q < m), so seven pixels join and (1,2) stays
+//    alone.
+// C: a connected region of 14 whose merges need the parent of the smaller label, not the label
+//    itself (areas from a direct simulation of the labelling rules).
+TEST(FillingFunction, HoleRegionsJoinThroughBothParentUpdates) {
+    const std::vector<const char*> a = {"......", ".#..#.", ".#.##.", ".###..", "......"};
+    const std::vector<const char*> b = {"......", "..#.#.", ".#.##.", ".###..", "......"};
+    const std::vector<const char*> c = {".......", "..#..#.", ".##.##.", ".#.##..", ".#####.", "......."};
+    const struct { const std::vector<const char*>* rows; int area; int single; } cases[] = {{&a, 8, -1}, {&b, 7, 8}, {&c, 14, -1}};
+    for (const auto& k : cases) {
+        const auto areas = areasOf(*k.rows);
+        const int w = static_cast<int>(std::strlen((*k.rows)[0]));
+        for (std::size_t i = 0; i < areas.size(); ++i) {
+            const bool hole = (*k.rows)[i / w][i % w] == '#';
+            const int want = !hole ? 0 : static_cast<int>(i) == k.single ? 1 : k.area;
+            EXPECT_EQ(areas[i], want) << "region of " << k.area << ", pixel " << i;
+        }
+    }
+}
+
+// Surface-test references are looked for at offsets 5, 4, 3, 2 and the first offset outside the map
+// ends the search. A larger one-pixel hole in column 5 has its left offset 5 at column 0 (outside
+// the columns >= 1), so it has no left reference and stays open, although column 1 (offset 4) holds a
+// depth; in column 6 offset 5 reaches column 1 and the hole is filled. Rows 5 and 6 likewise for the
+// upper reference. A flat plane passes every angle at level 5.
+TEST(FillingFunction, SurfaceReferenceSearchEndsAtTheFirstOffsetOutside) {
+    // row, column, filled
+    const int cases[][3] = {{12, 5, 0}, {12, 6, 1}, {5, 12, 0}, {6, 12, 1}};
+    for (const auto& k : cases) {
+        Scene s(30, 30, 600.0, 15.0, 15.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(k[0], k[1], 1, 1);
+        s.run(5, 0, 5, 100, 1000);
+        EXPECT_EQ(s.filled(k[0], k[1]), k[2] == 1) << k[0] << " " << k[1];
+    }
+}
+
+// The right estimate searches columns up to width - 2 and the lower one rows up to height - 2: a
+// depth in the last column (row) is never an estimate, one in the column (row) before it is. The
+// gap runs from the hole to the border; a small hole of any area here.
+TEST(FillingFunction, RightAndLowerEstimatesStopBeforeTheLastColumnAndRow) {
+    const int w = 24, h = 22;
+    for (int lastFree : {w - 2, w - 3}) {  // right: the gap ends before lastFree + 1
+        Scene s(w, h, 600.0, 12.0, 11.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(10, 10, 1, lastFree - 10 + 1);
+        s.run(1, 100, 200, 100, 1000);
+        EXPECT_EQ(s.filled(10, 10), lastFree == w - 3) << "right, gap to column " << lastFree;
+    }
+    for (int lastFree : {h - 2, h - 3}) {  // lower
+        Scene s(w, h, 600.0, 12.0, 11.0);
+        s.plane([](int, int) { return 500.0f; });
+        s.hole(10, 10, lastFree - 10 + 1, 1);
+        s.run(1, 100, 200, 100, 1000);
+        EXPECT_EQ(s.filled(10, 10), lastFree == h - 3) << "lower, gap to row " << lastFree;
     }
 }
 

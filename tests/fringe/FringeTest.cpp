@@ -58,7 +58,7 @@ std::vector<float> referenceSmooth(const Case& in, float sigma) {
                     const int qr = r + t * dr, qc = c + t * dc;
                     if (qr < 0 || qr >= h || qc < 0 || qc >= w || !in.mask[qr * w + qc]) continue;
                     ws = ws + float(k[t + R]);
-                    vs = float(double(vs) + k[t + R] * double(src[qr * w + qc]));
+                    vs = vs + float(k[t + R]) * src[qr * w + qc];
                 }
                 out[r * w + c] = vs / ws;
             }
@@ -159,6 +159,33 @@ TEST(SmoothMaskedMap, MatchesDirectReferenceToTheBit) {
         c.smooth(sigma);
         for (std::size_t i = 0; i < c.map.size(); ++i) ASSERT_EQ(c.map[i], expected[i]) << sigma << " " << i;
     }
+}
+
+TEST(SmoothMaskedMap, ProductAndSumAreFloatOperations) {
+    // One row of three valid pixels, sigma 1 (taps w1, w0, w1 with w0 = 1 / (1 + 2e), w1 = e w0,
+    // e = expf(-0.5f)): the centre is (f(w1) a + f(w0) b + f(w1) c) / (f(w1) + f(w0) + f(w1)), every
+    // operation in float (f: rounded to float). The vertical pass has only its centre tap inside the
+    // one-row map: (f(w0) v) / f(w0). Values are drawn until forming the products in double and rounding the
+    // running sum would give another float, so the case tells the two readings apart.
+    const double e = double(expf(-0.5f)), w0 = 1.0 / (1.0 + 2.0 * e), w1 = e / (1.0 + 2.0 * e);
+    const float f0 = float(w0), f1 = float(w1);
+    std::mt19937 rng(77);
+    int tried = 0;
+    for (int found = 0; found < 3 && tried < 100000; ++tried) {
+        const float a = float(rng() % 100000) / 64.0f, b = float(rng() % 100000) / 64.0f, c = float(rng() % 100000) / 64.0f;
+        const float ws = (f1 + f0) + f1;
+        const float inFloat = ((f1 * a + f0 * b) + f1 * c) / ws;
+        float viaDouble = float(w1 * double(a));
+        viaDouble = float(double(viaDouble) + w0 * double(b));
+        viaDouble = float(double(viaDouble) + w1 * double(c)) / ws;
+        if (inFloat == viaDouble) continue;
+        ++found;
+        Case m(3, 1);
+        m.map = {a, b, c};
+        m.smooth(1.0f);
+        EXPECT_EQ(m.map[1], (f0 * inFloat) / f0) << a << " " << b << " " << c;
+    }
+    EXPECT_LT(tried, 100000) << "no distinguishing values found";
 }
 
 TEST(SmoothMaskedMap, DegenerateSigma) {
@@ -284,19 +311,20 @@ TEST(DecGrayPhase2, FringeAnalysisAndBinarisationOfPairs) {
 
 TEST(DecGrayPhase2, RowRepairOfPeriodNumbers) {
     // Fringes at phase pi (middle quarter: the result shows W1), b = 0. Left to right, in place.
-    const int rows[5][2][6] = {  // period numbers in, repaired
+    const int rows[6][2][6] = {  // period numbers in, repaired
         {{5, 7, 5, 5, 5, 5}, {5, 5, 5, 5, 5, 5}},   // neighbours at distance 1 agree
         {{5, 5, 7, 7, 5, 5}, {5, 5, 5, 5, 5, 5}},   // distance 2 for the first, then the repaired one helps the second
         {{5, 5, 7, 7, 6, 6}, {5, 5, 7, 7, 6, 6}},   // distance-2 neighbours disagree: kept
         {{1, 2, 9, 8, 1, 3}, {1, 2, 1, 1, 1, 3}},   // column 3 sees the repaired column 2
-        {{7, 5, 5, 5, 5, 9}, {7, 5, 5, 5, 5, 9}}};  // end columns have no pair of neighbours
-    Stack s(18, 30);
-    for (int i = 0; i < 30; ++i) {
+        {{7, 5, 5, 5, 5, 9}, {7, 5, 5, 5, 5, 9}},   // end columns have no pair of neighbours
+        {{3, 5, 7, 5, 3, 3}, {3, 5, 5, 5, 3, 3}}};  // repaired at distance 1, distance 2 not tried after it
+    Stack s(18, 36);
+    for (int i = 0; i < 36; ++i) {
         setPairedCode(s, i, rows[i / 6][0][i % 6], 0);
         s.set(i, 14, {120, 220, 120, 20});
     }
-    const Outputs o = run(fr::DecGrayPhase2, 6, 5, s);
-    for (int i = 0; i < 30; ++i) EXPECT_NEAR(o.phase[i], (2 * rows[i / 6][1][i % 6] + 1) * kPi, 1e-4) << i;
+    const Outputs o = run(fr::DecGrayPhase2, 6, 6, s);
+    for (int i = 0; i < 36; ++i) EXPECT_NEAR(o.phase[i], (2 * rows[i / 6][1][i % 6] + 1) * kPi, 1e-4) << i;
 }
 
 TEST(Fringe, SyntheticProjectorRoundTrip) {

@@ -1,5 +1,7 @@
 # Runs the golden dump into OUT and compares its SHA-256 with the first word of EXPECTED.
-execute_process(COMMAND ${GOLDEN} ${OUT} RESULT_VARIABLE rc)
+# EMULATOR (optional, words separated by '|') runs the program of a cross build, e.g. under wine.
+string(REPLACE "|" ";" emulator "${EMULATOR}")
+execute_process(COMMAND ${emulator} ${GOLDEN} ${OUT} RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "xelora_golden failed (${rc})")
 endif()

@@ -1,6 +1,7 @@
 // Golden dump: point-cloud filters, smoothing, downsampling, depth images, colouring, and the
 // surface and curve fits.
 #include <array>
+#include <cmath>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -137,6 +138,69 @@ void clouds(Writer& w, XeloraAlgo& a, Rng& rng) {
     }
 }
 
+// A wide-angle lens (strong distortion far from the axis) shared by camera 1 and the colour camera:
+// thousands of points over the whole field, so rounding details of the projection show in the pixels.
+void wideField(Writer& w, Rng& rng) {
+    XeloraAlgo a;
+    const int W = 260, H = 200;
+    auto r = roi(0, 0, W, H);
+    a.SetROIInfo(&r);
+    XELORAALGO::tagXeloraAlgoCalibrationInfo calib{};
+    const double K[9] = {100.0, 0, 130.3, 0, 100.0, 100.2, 0, 0, 1}, D[5] = {-0.2, 0.37, 0.0013, -0.0021, 0.0};
+    for (int k = 0; k < 9; ++k) calib.K1[k] = calib.K3[k] = K[k];
+    for (int k = 0; k < 5; ++k) calib.D1[k] = calib.D3[k] = D[k];
+    calib.R3[0] = calib.R3[4] = calib.R3[8] = 1.0;
+    a.SetCalibrationInfo(&calib);
+    std::vector<Point3dList> profiles(30);
+    Point3dList cloud;
+    for (auto& prof : profiles)
+        for (int k = 0; k < 100; ++k) {
+            const double z = rng.range(1.0, 3.0);
+            prof.push_back({rng.range(-1.0, 1.0) * z, rng.range(-0.8, 0.8) * z, z});
+            cloud.push_back(prof.back());
+        }
+    // Points at Z = 1 whose column (plus 0.5 for the depth image) lies at a pixel border, far from the
+    // axis: the two floats either side of it, found by bisection on the float projection.
+    const auto column = [&D](float x, float y) {
+        const float r2 = x * x + y * y, r4 = r2 * r2;
+        const float rho = 1.0f + float(D[0]) * r2 + float(D[1]) * r4;
+        return 100.0f * (x * rho + 2.0f * float(D[2]) * x * y + float(D[3]) * (r2 + 2.0f * x * x)) + 130.3f;
+    };
+    for (float shift : {0.5f, 0.0f}) {
+        Point3dList border;
+        for (int k = 0; k < 1000; ++k) {
+            const float y = float(rng.range(0.3, 0.6)) * (rng.chance(50) ? 1.0f : -1.0f);
+            const float target = float(190 + rng.below(60));
+            float lo = 0.3f, hi = 1.2f;
+            for (int it = 0; it < 60; ++it) {
+                const float mid = lo + (hi - lo) * 0.5f;
+                (column(mid, y) + shift < target ? lo : hi) = mid;
+            }
+            border.push_back({double(lo), double(y), 1.0});
+            border.push_back({double(hi), double(y), 1.0});
+        }
+        if (shift > 0.0f) profiles.push_back(border);
+        else cloud.insert(cloud.end(), border.begin(), border.end());
+    }
+    Point3dList depth;
+    a.GetDepth(profiles, depth);
+    w.points("cloud.wide.GetDepth", depth);
+    std::vector<unsigned char> bytes(std::size_t(W) * H * 3);
+    for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i / 3 % 251);
+    std::vector<std::pair<std::array<double, 6>, bool>> colored;
+    a.GetRGBpoint(std::make_tuple(bytes, W, H), cloud, colored);
+    std::vector<double> flat;
+    for (const auto& c : colored) flat.push_back(c.second ? c.first[3] + 256.0 * c.first[4] : -1.0);
+    w.doubles("cloud.wide.GetRGBpoint", flat);
+    std::vector<std::array<int, 2>> pixels;
+    for (int k = 0; k < 400; ++k) pixels.push_back({rng.below(W), rng.below(H)});
+    for (double maxDistance : {0.3, 1.0}) {
+        Point3dList matched;
+        a.RGB2Cloud(pixels, cloud, maxDistance, matched);
+        w.points("cloud.wide.RGB2Cloud.d" + std::to_string(int(maxDistance * 10)), matched);
+    }
+}
+
 void fitting(Writer& w, XeloraAlgo& a, Rng& rng) {
     Point3dList pts;
     for (int k = 0; k < 300; ++k) {
@@ -144,16 +208,22 @@ void fitting(Writer& w, XeloraAlgo& a, Rng& rng) {
         pts.push_back({x, y, 1.0 + 0.5 * x - 0.25 * y + 0.3 * x * x * y - 0.1 * y * y * y + rng.range(-0.01, 0.01)});
     }
     const Point3dList three = {{0, 0, 1}, {1, 0, 2}, {0, 1, 3}};
-    using Fit = void (XeloraAlgo::*)(const Point3dList&, std::vector<float>&);
-    const Fit fits[5] = {&XeloraAlgo::PlaneFitPoly11, &XeloraAlgo::PlaneFitPoly22, &XeloraAlgo::PlaneFitPoly33,
-                         &XeloraAlgo::PlaneFitPoly55, &XeloraAlgo::PlaneFitPoly1010};
+    const auto fit = [&a](int f, const Point3dList& p, std::vector<float>& c) {
+        switch (f) {
+            case 0: a.PlaneFitPoly11(p, c); break;
+            case 1: a.PlaneFitPoly22(p, c); break;
+            case 2: a.PlaneFitPoly33(p, c); break;
+            case 3: a.PlaneFitPoly55(p, c); break;
+            default: a.PlaneFitPoly1010(p, c); break;
+        }
+    };
     const char* names[5] = {"PlaneFitPoly11", "PlaneFitPoly22", "PlaneFitPoly33", "PlaneFitPoly55", "PlaneFitPoly1010"};
     for (int f = 0; f < 5; ++f) {
         std::vector<float> coef(2, 5.0f);
-        (a.*fits[f])(pts, coef);
+        fit(f, pts, coef);
         w.floats(std::string("fitting.") + names[f], coef);
         std::vector<float> none(2, 5.0f);
-        (a.*fits[f])(Point3dList{}, none);
+        fit(f, Point3dList{}, none);
         w.floats(std::string("fitting.") + names[f] + ".empty", none);
     }
     std::vector<float> c3;
@@ -181,6 +251,7 @@ void dumpCloudAndFitting(Writer& w) {
     XeloraAlgo a;
     Rng rng(0x5EED0006);
     clouds(w, a, rng);
+    wideField(w, rng);
     fitting(w, a, rng);
 }
 

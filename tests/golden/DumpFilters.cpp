@@ -25,7 +25,7 @@ struct PointMap {
 };
 
 // Tilted plane seen by a 1800-pixel camera, with noise, outliers and holes (rectangles and single
-// pixels, some at the border).
+// pixels, some at the border or at the edge of the filled area).
 PointMap surface(Rng& rng, int W, int H, int ox, int oy, double cx, double cy) {
     PointMap p(std::size_t(W) * H);
     for (int r = 0; r < H; ++r)
@@ -38,7 +38,10 @@ PointMap surface(Rng& rng, int W, int H, int ox, int oy, double cx, double cy) {
             p.mask[i] = true;
         }
     const int holes[][4] = {{8, 8, 2, 2},  {15, 6, 4, 5}, {22, 12, 10, 9}, {5, 20, 3, 1}, {0, 0, 3, 3},
-                            {W - 7, 14, 4, 3}, {10, H - 7, 3, 3}, {30, 27, 1, 1}, {5, 5, 1, 1}};
+                            {W - 7, 14, 4, 3}, {10, H - 7, 3, 3}, {30, 27, 1, 1}, {5, 5, 1, 1},
+                            // at the first filled column and row, and ending where the right and lower
+                            // references reach the border
+                            {5, 12, 2, 3}, {12, 5, 3, 2}, {W - 7, 20, 2, 2}, {26, H - 7, 2, 2}};
     for (const auto& h : holes)
         for (int r = h[1]; r < h[1] + h[3] && r < H; ++r)
             for (int c = h[0]; c < h[0] + h[2] && c < W; ++c) {

@@ -37,13 +37,16 @@ std::vector<float> ramp(Rng& rng, int W, int H) {
 void resampling(Writer& w, XeloraAlgo& a, Rng& rng, int W, int H, const std::string& tag) {
     const std::size_t n = std::size_t(W) * H;
     const std::vector<float> src = ramp(rng, W, H);
-    void (XeloraAlgo::*cubic[4])(float*) = {&XeloraAlgo::InterpCubic1, &XeloraAlgo::InterpCubic2,
-                                            &XeloraAlgo::InterpCubic4, &XeloraAlgo::InterpCubic5};
-    const char* names[4] = {"InterpCubic1", "InterpCubic2", "InterpCubic4", "InterpCubic5"};
-    for (int k = 0; k < 4; ++k) {
+    const int variants[4] = {1, 2, 4, 5};
+    for (int k : variants) {
         std::vector<float> m = src;
-        (a.*cubic[k])(m.data());
-        w.floats(tag + "." + names[k], m);
+        switch (k) {
+            case 1: a.InterpCubic1(m.data()); break;
+            case 2: a.InterpCubic2(m.data()); break;
+            case 4: a.InterpCubic4(m.data()); break;
+            default: a.InterpCubic5(m.data()); break;
+        }
+        w.floats(tag + ".InterpCubic" + std::to_string(k), m);
     }
     Mask mask(n);
     for (std::size_t i = 0; i < n; ++i) mask[i] = rng.chance(80);

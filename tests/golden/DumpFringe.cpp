@@ -44,8 +44,6 @@ std::vector<unsigned char*> pointers(Planes& planes) {
 namespace {
 
 using XELORAALGO::XeloraAlgo;
-using Decoder = void (XeloraAlgo::*)(bool*, float*, float*, unsigned char** const, const bool&, const bool&,
-                                     const int&, const float&, float*);
 
 // Projector-like set with noise, a saturated block and a dark block; or fully random planes.
 Planes stack(Rng& rng, bool paired, bool reversed, int W, int H, bool random) {
@@ -81,8 +79,6 @@ void dumpFringe(Writer& w) {
     Rng rng(0x5EED0002);
     struct Setting { bool smooth; int rounds; float sigma; };
     const Setting settings[4] = {{false, 0, 1.0f}, {true, 1, 1.0f}, {true, 3, 2.5f}, {true, 0, 2.0f}};
-    const Decoder decoders[4] = {&XeloraAlgo::DecGrayPhase1, &XeloraAlgo::UnDecGrayPhase1,
-                                 &XeloraAlgo::UnDecGrayPhase2, &XeloraAlgo::DecGrayPhase2};
     const char* names[4] = {"DecGrayPhase1", "UnDecGrayPhase1", "UnDecGrayPhase2", "DecGrayPhase2"};
     for (int d = 0; d < 4; ++d)
         for (int random = 0; random < 2; ++random) {
@@ -92,8 +88,14 @@ void dumpFringe(Writer& w) {
                 auto ptrs = pointers(planes);
                 Mask valid(n);
                 std::vector<float> mod(n, -1.0f), avg(n, -1.0f), phase(n, -1.0f);
-                (a.*decoders[d])(valid.data(), mod.data(), avg.data(), ptrs.data(), k % 2 == 0, settings[k].smooth,
-                                 settings[k].rounds, settings[k].sigma, phase.data());
+                const Setting& st = settings[k];
+                const bool flag = k % 2 == 0;
+                switch (d) {
+                    case 0: a.DecGrayPhase1(valid.data(), mod.data(), avg.data(), ptrs.data(), flag, st.smooth, st.rounds, st.sigma, phase.data()); break;
+                    case 1: a.UnDecGrayPhase1(valid.data(), mod.data(), avg.data(), ptrs.data(), flag, st.smooth, st.rounds, st.sigma, phase.data()); break;
+                    case 2: a.UnDecGrayPhase2(valid.data(), mod.data(), avg.data(), ptrs.data(), flag, st.smooth, st.rounds, st.sigma, phase.data()); break;
+                    default: a.DecGrayPhase2(valid.data(), mod.data(), avg.data(), ptrs.data(), flag, st.smooth, st.rounds, st.sigma, phase.data()); break;
+                }
                 const std::string t = std::string("fringe.") + names[d] + (random ? ".random" : ".projector") +
                                       std::to_string(k);
                 w.bools(t + ".valid", valid.data(), n);

@@ -73,3 +73,26 @@ TEST(GetCloudPoint_New_600_2, InPlaceBlurAndTrimmingOnAThreePixelLine) {
 }
 
 }  // namespace
+
+// The run rule: (index, start + sum i w[i] / sum w[i]) with i counted from 0 at `start`, zero
+// weights skipped, the division in double and the start added after it; count < 1 or a zero sum
+// leaves the output as it was, and only `count` weights are read.
+TEST(CalLineCenter_new, RunCentreWorkedByHand) {
+    XeloraAlgo algo;
+    const int a[] = {0, 2, 4, 2, 77}, b[] = {1, 0, 2, 99}, c[] = {1, 2}, z[] = {0, 0, 0}, m[] = {3, -3};
+    struct Case { int index, start, count; const int* w; P2 want; } cases[] = {
+        {12, 100, 4, a, {12.0, 102.0}},                 // (2 + 8 + 6) / 8 = 2
+        {3, 50, 3, b, {3.0, 50.0 + 4.0 / 3.0}},         // (0 + 4) / 3; weight 99 not read
+        {1, 7, 2, c, {1.0, 7.0 + 2.0 / 3.0}},           // start added after the division
+        {5, 40, 1, a, {-1.0, -2.0}},                    // a single zero weight
+        {5, 40, 3, z, {-1.0, -2.0}},
+        {5, 40, 2, m, {-1.0, -2.0}},                    // weights cancel
+        {5, 40, 0, c, {-1.0, -2.0}},
+        {5, 40, -3, c, {-1.0, -2.0}},
+    };
+    for (const auto& k : cases) {
+        P2 out{-1.0, -2.0};
+        algo.CalLineCenter_new(k.index, k.start, k.count, k.w, out);
+        EXPECT_EQ(out, k.want) << "index " << k.index << " count " << k.count;
+    }
+}

@@ -89,3 +89,25 @@ TEST(LineExtract4, ReflectionsAreResolvedToTheTrueStripeAndThenOffset) {
 }
 
 }  // namespace
+
+// The exported centre-of-gravity rule, through the handle: (sum w p / sum w, row), zero weights
+// skipped, the division in double; a zero weight sum (empty lists, all zero, cancelling weights)
+// leaves the output as it was; the loop runs over the positions only.
+TEST(CalLineCenter, CentreOfGravityWorkedByHand) {
+    XeloraAlgo algo;
+    struct Case { int row; std::vector<int> p, w; P2 want; } cases[] = {
+        {7, {3, 4, 5}, {1, 2, 1}, {4.0, 7.0}},
+        {2, {10, 11, 13}, {3, 0, 5}, {95.0 / 8.0, 2.0}},   // (30 + 65) / 8 = 11.875
+        {4, {1, 2}, {1, 2}, {5.0 / 3.0, 4.0}},             // double division
+        {9, {2, 6}, {-1, 3}, {8.0, 9.0}},                  // (-2 + 18) / 2
+        {5, {5}, {2, 100}, {5.0, 5.0}},                    // the second weight has no position
+        {3, {}, {}, {-1.0, -2.0}},                         // untouched
+        {3, {4, 8}, {0, 0}, {-1.0, -2.0}},
+        {3, {4, 8}, {2, -2}, {-1.0, -2.0}},
+    };
+    for (const auto& k : cases) {
+        P2 c{-1.0, -2.0};
+        algo.CalLineCenter(k.row, k.p, k.w, c);
+        EXPECT_EQ(c, k.want) << "row " << k.row << ", " << k.p.size() << " positions";
+    }
+}

@@ -52,3 +52,58 @@ TEST(MatchI, TiesContinuityAndLeftRightLimits) {
         EXPECT_EQ(e.matchSide[at(cs.r, cs.c)], cs.side) << cs.r << "," << cs.c;
     }
 }
+
+// Sub-pixel refinement worked by hand on rows of camera-2 phase 10 * column (altered where noted).
+// Side 0 interpolates towards m - 1, side 1 towards m + 1; when that neighbour does not bracket the
+// camera-1 phase the span to m -/+ 2 is used and its fraction added to m as it is (not doubled).
+// Each fallback needs its third pixel inside the row and valid in mask2.
+TEST(MatchII, NeighbourAndTwoPixelFallbacksWorkedByHand) {
+    const int w = 12, h = 8;  // one row per band
+    const std::size_t n = static_cast<std::size_t>(w * h);
+    XELORAALGO::AlgoEngine e;
+    stereotest::setRoi(e, w, h);
+    stereotest::BoolMap mask1(n), mask2(n, true), matchMask(n, false);
+    std::vector<float> phase1(n, 0.0f), phase2(n);
+    const auto at = [&](int r, int c) { return static_cast<std::size_t>(r * w + c); };
+    for (std::size_t i = 0; i < n; ++i) phase2[i] = 10.0f * static_cast<float>(i % w);
+    phase2[at(1, 4)] = 48.0f, phase2[at(1, 6)] = 49.0f;        // row 1: neither neighbour brackets
+    mask2[at(2, 3)] = mask2[at(2, 9)] = false;                 // row 2: a neighbour invalid
+    phase2[at(3, 5)] = 35.0f, phase2[at(3, 8)] = 62.0f;        // row 3: fallbacks whose third pixel is
+    mask2[at(3, 4)] = mask2[at(3, 9)] = false;                 // invalid
+    phase2[at(4, 11)] = 100.5f;                                // row 4: at the end of the row
+    e.matchColumn.assign(n, 0);
+    e.matchSide.assign(n, 0);
+    struct Case { int r, c, side, m; float p; bool kept; float sub; } cases[] = {
+        {0, 0, 0, 5, 47.5f, true, 4.75f},     // 5 - (50 - 47.5) / (50 - 40)
+        {0, 1, 1, 5, 52.5f, true, 5.25f},     // 5 + (52.5 - 50) / (60 - 50)
+        {0, 2, 0, 1, 5.0f, false, 0.0f},      // side 0 needs m >= 2
+        {0, 3, 1, 0, 1.0f, false, 0.0f},      // side 1 needs m >= 1
+        {0, 4, 0, 2, 5.0f, false, 0.0f},      // p <= phi(1): the fallback needs m >= 3
+        {0, 5, 0, 3, 15.0f, true, 2.25f},     // p <= phi(2): 3 - (30 - 15) / (30 - 10)
+        {0, 6, 1, 11, 111.0f, false, 0.0f},   // side 1 needs m + 1 < w
+        {0, 7, 0, 5, 40.0f, true, 4.5f},      // p = phi(4) does not bracket: 5 - (50 - 40) / (50 - 30)
+        {0, 8, 1, 5, 60.0f, true, 5.5f},      // p = phi(6) does not bracket: 5 + (60 - 50) / (70 - 50)
+        {1, 0, 0, 5, 47.5f, true, 4.875f},    // phi(4) = 48 >= p: 5 - (50 - 47.5) / (50 - 30)
+        {1, 1, 1, 5, 49.5f, true, 5.0f + (-0.5f / 20.0f)},  // phi(6) = 49 <= p: 5 + (49.5 - 50) / (70 - 50)
+        {2, 0, 0, 4, 35.0f, false, 0.0f},     // mask2 false at m - 1 = 3
+        {2, 1, 1, 8, 85.0f, false, 0.0f},     // mask2 false at m + 1 = 9
+        {2, 2, 1, 7, 75.0f, true, 7.5f},
+        {3, 0, 0, 6, 33.0f, false, 0.0f},     // fallback: mask2 false at m - 2 = 4
+        {3, 1, 1, 7, 65.0f, false, 0.0f},     // fallback: mask2 false at m + 2 = 9
+        {4, 2, 1, 10, 100.7f, false, 0.0f},   // fallback: m + 2 = w
+        {4, 3, 1, 9, 100.7f, true, 9.0f + (100.7f - 90.0f) / (100.5f - 90.0f)},  // m + 2 = 11 < w
+    };
+    for (const auto& k : cases) {
+        matchMask[at(k.r, k.c)] = true;
+        phase1[at(k.r, k.c)] = k.p;
+        e.matchColumn[at(k.r, k.c)] = k.m;
+        e.matchSide[at(k.r, k.c)] = k.side;
+    }
+    XELORAALGO::stereo::MatchII(e, mask1.data(), mask2.data(), matchMask.data(), phase1.data(), phase2.data());
+    for (const auto& k : cases) {
+        EXPECT_EQ(matchMask[at(k.r, k.c)], k.kept) << k.r << "," << k.c;
+        if (k.kept) {
+            EXPECT_EQ(e.subpixelColumn[at(k.r, k.c)], k.sub) << k.r << "," << k.c;
+        }
+    }
+}

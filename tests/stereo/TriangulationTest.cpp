@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "StereoTestUtil.h"
@@ -180,4 +181,86 @@ TEST(StereoGeometry, KnownDisparityGivesBackColumnsAndDepth) {
             ++checked;
         }
     EXPECT_GT(checked, 300);
+}
+
+namespace {
+
+double keysD(double x) {  // Keys' kernel, a = -0.5, in double
+    const double t = std::fabs(x);
+    return t <= 1 ? 1.5 * t * t * t - 2.5 * t * t + 1 : t < 2 ? -0.5 * t * t * t + 2.5 * t * t - 4 * t + 2 : 0;
+}
+
+}  // namespace
+
+// Row map: rectified row r sits at camera row t(r) = r + 0.25 (rows 0..10) and t(r) = r + 1.25 (rows
+// 11 on), so rectified rows 10 -> 11 cross camera rows 11 and 12. Camera row k gets the first whole row
+// crossed: k = a + 1 at r + (k - t(r)) / (t(r + 1) - t(r)), i.e. k - 0.25 for k <= 10, 10.375 for
+// k = 11, k - 1.25 from 13 on; row 0 and row 12 get no entry, resample outside the grid and stay valid
+// points at (0, 0, 0). The depth of a rectified row is that of its disparity d(r) = 6 + 0.5 r, so the
+// camera rows carry the cubic interpolation of those depths at their row-map positions.
+TEST(CalPoint, RowMapTakesTheFirstWholeRowCrossed) {
+    const int w = 16, h = 20;
+    Hand t(w, h);
+    const auto rowOf = [](int r) { return r <= 10 ? r + 0.25 : r + 1.25; };
+    const auto d = [](int r) { return 6.0 + 0.5 * r; };
+    for (std::size_t i = 0; i < t.n(); ++i) {
+        const int r = static_cast<int>(i) / w, c = static_cast<int>(i) % w;
+        t.e.lineIndexMap[i] = rowOf(r);
+        t.e.subpixelColumn[i] = static_cast<float>(c - d(r));
+    }
+    t.run();
+    const auto depth = [&](int r) { return 100.0 * 12.0 / (d(r) * 0.0048); };  // of rectified row r
+    const auto rowMapOf = [](int k) { return k == 0 || k == 12 ? 0.0 : k <= 10 ? k - 0.25 : k == 11 ? 10.375 : k - 1.25; };
+    int valid = 0;
+    for (int k = 0; k < h; ++k)
+        for (int c = 0; c < w; ++c) {
+            const std::size_t i = static_cast<std::size_t>(k * w + c);
+            ASSERT_TRUE(t.mask[i]) << k << "," << c;  // rectMapY1 is the identity
+            ++valid;
+            const double y = rowMapOf(k);
+            const int r = static_cast<int>(y);
+            if (c < 1 || c > w - 3 || r < 1 || r > h - 3) {
+                EXPECT_TRUE(t.Z[i] == 0.0f && t.X[i] == 0.0f && t.Y[i] == 0.0f) << k << "," << c;
+                continue;
+            }
+            double z = 0;
+            for (int j = r - 1; j <= r + 2; ++j) z += keysD(y - j) * depth(j);
+            EXPECT_NEAR(t.Z[i], z, 2e-5 * z) << k << "," << c;
+        }
+    EXPECT_EQ(t.count, valid);
+}
+
+// Non-finite depths are dropped after the resampling: a NaN sub-pixel column and a zero disparity
+// (infinite depth) spread to the 16 output pixels whose neighbourhood holds them (weight 0 times a
+// non-finite value is NaN), and an output pixel whose 16 neighbours are all invalid is 0 / 0.
+TEST(CalPoint, NonFiniteDepthsAreDroppedFromMaskAndCount) {
+    const int w = 16, h = 16;
+    Hand t(w, h);
+    const auto at = [w](int r, int c) { return static_cast<std::size_t>(r * w + c); };
+    for (std::size_t i = 0; i < t.n(); ++i) t.e.subpixelColumn[i] = static_cast<float>(static_cast<int>(i) % w - 6);
+    t.e.subpixelColumn[at(8, 8)] = NAN;
+    t.e.subpixelColumn[at(3, 3)] = 3.0f;  // no disparity
+    for (int r = 11; r <= 14; ++r)
+        for (int c = 0; c < w; ++c) t.mask[at(r, c)] = false;
+    for (int c = 0; c < w; ++c) t.e.rectMapY1[at(2, c)] = 11.6;  // row 2's mask lands on the nearest row, 12
+    t.run();
+    int expectedCount = 0;
+    for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c) {
+            const std::size_t i = at(r, c);
+            const bool carried = r != 2 && (r < 11 || r > 14 || r == 12);
+            const bool interior = r >= 1 && r <= h - 3 && c >= 1 && c <= w - 3;
+            const bool dropped = interior && ((r >= 6 && r <= 9 && c >= 6 && c <= 9) ||  // NaN at (8, 8): rows, columns 6..9
+                                              (r >= 1 && r <= 4 && c >= 1 && c <= 4) ||  // infinity at (3, 3)
+                                              r == 12);                                  // no valid neighbour
+            const bool valid = carried && !dropped;
+            expectedCount += valid;
+            EXPECT_EQ(t.mask[i], valid) << r << "," << c;
+            if (!valid) EXPECT_TRUE(t.X[i] == 0.0f && t.Y[i] == 0.0f && t.Z[i] == 0.0f) << r << "," << c;
+            else EXPECT_TRUE(std::isfinite(t.Z[i])) << r << "," << c;
+        }
+    // 12 carried rows (all but 2 and 11..14, with 12 carried from 2); dropped: 16 around (8, 8), 12 around
+    // (3, 3) outside the uncarried row 2, 13 interior pixels of row 12.
+    EXPECT_EQ(expectedCount, 16 * 12 - 16 - 12 - 13);
+    EXPECT_EQ(t.count, expectedCount);
 }
