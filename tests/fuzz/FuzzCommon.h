@@ -158,6 +158,15 @@ inline XeloraAlgo& freshHandle() {
     return algo;
 }
 
+// The fresh handle with `roi` set and a calibration read from the input.
+inline XeloraAlgo& handleWith(FuzzedDataProvider& in, XELORAALGO::tagXeloraAlgoROIInfo& roi) {
+    XeloraAlgo& algo = freshHandle();
+    algo.SetROIInfo(&roi);
+    auto calib = calibration(in);
+    algo.SetCalibrationInfo(&calib);
+    return algo;
+}
+
 inline std::size_t pixels(XeloraAlgo& a) {
     return static_cast<std::size_t>(a.GetROIInfoWidth()) * static_cast<std::size_t>(a.GetROIInfoHeight());
 }

@@ -19,11 +19,8 @@ Point3dList cloudOf(FuzzedDataProvider& in, std::size_t n) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    fuzz::XeloraAlgo& algo = fuzz::freshHandle();
     auto roi = fuzz::smallRoi(in);
-    algo.SetROIInfo(&roi);
-    auto calib = fuzz::calibration(in);
-    algo.SetCalibrationInfo(&calib);
+    fuzz::XeloraAlgo& algo = fuzz::handleWith(in, roi);
     const std::size_t n = fuzz::pixels(algo);
     const std::size_t length = in.ConsumeBool() ? n : in.ConsumeIntegralInRange<std::size_t>(0, 300);
     Point3dList cloud = cloudOf(in, length);

@@ -4,11 +4,8 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    fuzz::XeloraAlgo& algo = fuzz::freshHandle();
     auto roi = fuzz::smallRoi(in);
-    algo.SetROIInfo(&roi);
-    auto calib = fuzz::calibration(in);
-    algo.SetCalibrationInfo(&calib);
+    fuzz::XeloraAlgo& algo = fuzz::handleWith(in, roi);
     if (in.ConsumeBool()) fuzz::guarded([&] { algo.CalKR(); });
     const std::size_t n = fuzz::pixels(algo);
     std::vector<float> X = fuzz::floatMap(in, n, -500.0f, 500.0f), Y = fuzz::floatMap(in, n, -500.0f, 500.0f);

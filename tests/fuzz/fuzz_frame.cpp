@@ -5,17 +5,18 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    fuzz::XeloraAlgo& algo = fuzz::freshHandle();
     auto roi = fuzz::smallRoi(in);
-    algo.SetROIInfo(&roi);
-    auto calib = fuzz::calibration(in);
-    algo.SetCalibrationInfo(&calib);
+    fuzz::XeloraAlgo& algo = fuzz::handleWith(in, roi);
     for (int op = 0; op < 24 && in.remaining_bytes() > 0; ++op) {
         const std::size_t n = fuzz::pixels(algo);
         switch (in.ConsumeIntegralInRange<int>(0, 13)) {
         case 0: roi = fuzz::smallRoi(in, 0); algo.SetROIInfo(&roi); break;
         case 1: algo.SetDownsamplingInfo(fuzz::intParam(in, 1, 4), fuzz::floatParam(in, -1.0f, 1.0f)); break;
-        case 2: calib = fuzz::calibration(in); algo.SetCalibrationInfo(&calib); break;
+        case 2: {
+            auto calib = fuzz::calibration(in);
+            algo.SetCalibrationInfo(&calib);
+            break;
+        }
         case 3: fuzz::guarded([&] { algo.CalKR(); }); break;
         case 4: fuzz::guarded([&] { algo.CalRectifyMap1(in.ConsumeBool()); }); break;
         case 5: fuzz::guarded([&] { algo.CalRectifyMap2(in.ConsumeBool()); }); break;

@@ -15,16 +15,13 @@ std::vector<std::vector<unsigned char>> frames(FuzzedDataProvider& in, int count
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    fuzz::XeloraAlgo& algo = fuzz::freshHandle();
     auto roi = fuzz::smallRoi(in);
     const int choice = in.ConsumeIntegralInRange<int>(0, 12);
     if (choice == 5 && in.ConsumeIntegralInRange<int>(0, 3) == 0) {  // sometimes an ROI holding the windows
         roi.width = 400;
         roi.height = 320;
     }
-    algo.SetROIInfo(&roi);
-    auto calib = fuzz::calibration(in);
-    algo.SetCalibrationInfo(&calib);
+    fuzz::XeloraAlgo& algo = fuzz::handleWith(in, roi);
     const std::size_t n = fuzz::pixels(algo);
     switch (choice) {
     case 0: {

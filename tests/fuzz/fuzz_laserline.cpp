@@ -19,11 +19,8 @@ Point2dList lineList(FuzzedDataProvider& in, int rows) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     FuzzedDataProvider in(data, size);
-    fuzz::XeloraAlgo& algo = fuzz::freshHandle();
     auto roi = fuzz::smallRoi(in);
-    algo.SetROIInfo(&roi);
-    auto calib = fuzz::calibration(in);
-    algo.SetCalibrationInfo(&calib);
+    fuzz::XeloraAlgo& algo = fuzz::handleWith(in, roi);
     int H = roi.height;
     Point2dList l1 = lineList(in, H), l2 = lineList(in, H);
     std::vector<unsigned char> m1 = fuzz::maskMap(in, static_cast<std::size_t>(H)),
