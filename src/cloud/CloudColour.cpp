@@ -13,7 +13,7 @@
 #include <limits>
 #include <vector>
 
-#include "Projection.h"
+#include "frame/CameraModel.h"
 #include "cloud.h"
 #include "frame/BandedWorkers.h"
 
@@ -25,8 +25,7 @@ void RGB2Cloud(const AlgoEngine& engine, const std::vector<std::array<int, 2>>& 
     const auto& cal = engine.calib;
     const double* R = cal.R3;
     const double* T = cal.T3;
-    const double fx = cal.K3[0], cx = cal.K3[2], fy = cal.K3[4], cy = cal.K3[5];
-    const double k1 = cal.D3[0], k2 = cal.D3[1], p1 = cal.D3[2], p2 = cal.D3[3];
+    const Lens<double> lens = colourLens<double>(cal);
 
     // 1. Image position of every point: r2 and rho from the double coordinates, the other terms from
     //    the coordinates rounded to float, 2x^2 and 2y^2 formed in float.
@@ -39,17 +38,7 @@ void RGB2Cloud(const AlgoEngine& engine, const std::vector<std::array<int, 2>>& 
         const double Z = R[6] * P[0] + R[7] * P[1] + R[8] * P[2] + T[2];
         const double x = X / Z;
         const double y = Y / Z;
-        const double r2 = x * x + y * y;
-        const double r4 = r2 * r2;
-        const double rho = 1.0 + k1 * r2 + k2 * r4;
-        const float xf = static_cast<float>(x);
-        const float yf = static_cast<float>(y);
-        const double xs = static_cast<double>(xf);
-        const double ys = static_cast<double>(yf);
-        const double twoXX = static_cast<double>(2.0f * xf * xf);
-        const double twoYY = static_cast<double>(2.0f * yf * yf);
-        u[j] = fx * (xs * rho + 2.0 * p1 * xs * ys + p2 * (r2 + twoXX)) + cx;
-        v[j] = fy * (ys * rho + 2.0 * p2 * xs * ys + p1 * (r2 + twoYY)) + cy;
+        projectMixed(lens, x, y, u[j], v[j]);
     }
 
     // 2. Nearest projection per requested pixel; the earlier point wins a tie.
@@ -85,7 +74,7 @@ void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned
     float R[9], T[3];
     for (int i = 0; i < 9; ++i) R[i] = static_cast<float>(cal.R3[i]);
     for (int i = 0; i < 3; ++i) T[i] = static_cast<float>(cal.T3[i]);
-    const Camera<float> cam(cal.K3, cal.D3);
+    const Lens<float> lens = colourLens<float>(cal);
 
     out.assign(cloud.size(), std::make_pair(std::array<double, 6>{0.0, 0.0, 0.0, 0.0, 0.0, 0.0}, false));
 
@@ -102,7 +91,7 @@ void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned
             const float x = row(0, P) / z;
             const float y = row(1, P) / z;
             float column, rowPos;
-            cam.project(x, y, column, rowPos);
+            projectPinhole(lens, x, y, column, rowPos);
             int u, v;
             if (!truncIndex(column, width, u) || !truncIndex(rowPos, height, v)) continue;
             const std::size_t at = 3 * (static_cast<std::size_t>(v) * static_cast<std::size_t>(width) +
@@ -114,9 +103,8 @@ void GetRGBpoint(const AlgoEngine& engine, const std::tuple<std::vector<unsigned
         }
     };
 
-    runBands(8, cloud.size(), [&colour](int, std::size_t begin, std::size_t end) { colour(begin, end); });
-    // The last n mod 8 points belong to no band: colour them here, like every other point.
-    colour(bandsEnd(8, cloud.size()), cloud.size());
+    // The last n mod 8 points belong to no band: the calling thread colours them like every other.
+    runBands(bands::kCloudColour, cloud.size(), [&colour](int, std::size_t begin, std::size_t end) { colour(begin, end); });
 }
 
 }  // namespace cloud

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "frame/GaussianTaps.h"
 
 namespace XELORAALGO {
 namespace cloud {
@@ -80,16 +81,7 @@ void Gaussianfilter_PMR(Cloud& cloud, int r) {
     if (n < taps) return;
 
     // Normalised kernel, sigma = K / 3.
-    const double sigma = static_cast<double>(taps) / 3.0;
-    std::vector<double> weight(static_cast<std::size_t>(taps));
-    double wsum = 0.0;
-    for (int j = -r; j <= r; ++j) {
-        const double jj = static_cast<double>(j) * static_cast<double>(j);
-        const double v = std::exp(-jj / (2.0 * sigma * sigma));
-        weight[static_cast<std::size_t>(j + r)] = v;
-        wsum += v;
-    }
-    for (double& v : weight) v = v / wsum;
+    const std::vector<double> weight = normalisedGaussianTaps(r);
 
     // 3. Weighted mean over the existing neighbours whose depth is within 5 of the centre's.
     for (long long i = 0; i < n; ++i) {

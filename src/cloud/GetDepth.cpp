@@ -13,7 +13,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "Projection.h"
+#include "frame/CameraModel.h"
 #include "cloud.h"
 
 namespace XELORAALGO {
@@ -22,7 +22,7 @@ namespace cloud {
 namespace {
 
 struct DepthProjector {
-    Camera<float> cam;
+    Lens<float> lens;
 
     // Pixel of P (column u, row v, each rounded to nearest by +0.5 and truncation). False when the
     // normalised coordinates are not finite; u and v may lie outside the grid.
@@ -31,7 +31,7 @@ struct DepthProjector {
         const float x = static_cast<float>(static_cast<double>(s) * P[0]);
         const float y = static_cast<float>(static_cast<double>(s) * P[1]);
         if (!std::isfinite(x) || !std::isfinite(y)) return false;
-        cam.project(x, y, column, row);
+        projectPinhole(lens, x, y, column, row);
         column = column + 0.5f;
         row = row + 0.5f;
         return true;
@@ -60,7 +60,7 @@ void GetDepth(const AlgoEngine& engine, const std::vector<Cloud>& profiles, Clou
     if (pixels == 0) return;
     std::vector<std::int32_t> hits(pixels, 0);
     std::vector<int> rowHit(static_cast<std::size_t>(h));
-    const DepthProjector proj{Camera<float>(engine.calib.K1, engine.calib.D1)};
+    const DepthProjector proj{measurementLens<float>(engine.calib, true)};
     const auto at = [w](int row, int col) {
         return static_cast<std::size_t>(row) * static_cast<std::size_t>(w) + static_cast<std::size_t>(col);
     };

@@ -17,8 +17,6 @@ namespace depthfilter {
 
 namespace {
 
-constexpr int kBilateralThreads = 8;
-
 // Spatial weights exp((di^2 + dj^2) / (-2 sigma^2)) with the quotient taken as a truncating integer
 // division, for offsets -hy ... hy (rows) by -hx ... hx (columns).
 std::vector<double> spatialTable(long long sigma, long long hy, long long hx) {
@@ -59,7 +57,7 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
-    runBands(kBilateralThreads, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
+    runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         for (std::size_t row = rowBegin; row < rowEnd; ++row) {
             const long long r = static_cast<long long>(row);
             const long long diFirst = r < hy ? -r : -hy;

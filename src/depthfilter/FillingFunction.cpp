@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "depthfilter.h"
+#include "frame/CameraModel.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -157,7 +158,7 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     const Level level = levelOf(mode);
     const float tol = level.tolerance, limit = level.angleLimit;
     const float zMin = static_cast<float>(minDepth), zMax = static_cast<float>(maxDepth);
-    const double f = (engine.calib.K1[4] + engine.calib.K1[0]) * 0.0048 * 0.5;  // focal length, mm
+    const double f = focalLengthMm(engine.calib.K1);
     const std::int64_t step = engine.downsampleStep;
     const float offset = engine.downsampleOffset;
     const float offsetX = static_cast<float>(engine.roi.offsetX), offsetY = static_cast<float>(engine.roi.offsetY);

@@ -1,7 +1,7 @@
 // CalKR: stereo geometry derived from the calibration record.
 //
 // Inputs: engine.calib (K1, K2, R, T, Tinv), engine.roi, downsampleStep s, downsampleOffset o.
-// Outputs (engine-owned): cx1, cy1, cx2, cy2, focal1Mm, focal2Mm (mm), pixelPitch (0.0048 mm),
+// Outputs (engine-owned): cx1, cy1, cx2, cy2, focal1Mm, focal2Mm (mm), pixelPitch (kPixelPitchMm, 0.0048 mm),
 // epipole1X/Y and epipole2X/Y (sensor pixels), phaseBucketWidth, angleMin, angleStep (radians), and
 // the w x h tables mappedLineSlope, epipoleLineSlope, mappedLineAngle, epipoleLineAngle (float) and
 // lineIndexMap (double: fractional epipolar-line index of each pixel).
@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "frame.h"
+#include "frame/CameraModel.h"
 
 namespace XELORAALGO {
 namespace frame {
@@ -26,18 +27,18 @@ void CalKR(AlgoEngine& e) {
     e.mappedLineAngle.assign(n, 0.0f);
     e.epipoleLineAngle.assign(n, 0.0f);
 
-    e.pixelPitch = 0.0048;
+    e.pixelPitch = kPixelPitchMm;
     e.cx1 = c.K1[2];
     e.cy1 = c.K1[5];
     e.cx2 = c.K2[2];
     e.cy2 = c.K2[5];
-    e.focal1Mm = (c.K1[4] + c.K1[0]) * 0.0048 * 0.5;
-    e.focal2Mm = (c.K2[4] + c.K2[0]) * 0.0048 * 0.5;
+    e.focal1Mm = focalLengthMm(c.K1);
+    e.focal2Mm = focalLengthMm(c.K2);
 
-    e.epipole1X = (c.Tinv[0] / c.Tinv[2] * e.focal1Mm) / 0.0048 + e.cx1;
-    e.epipole1Y = (c.Tinv[1] / c.Tinv[2] * e.focal1Mm) / 0.0048 + e.cy1;
-    e.epipole2X = (c.T[0] / c.T[2] * e.focal2Mm) / 0.0048 + e.cx2;
-    e.epipole2Y = (c.T[1] / c.T[2] * e.focal2Mm) / 0.0048 + e.cy2;
+    e.epipole1X = (c.Tinv[0] / c.Tinv[2] * e.focal1Mm) / e.pixelPitch + e.cx1;
+    e.epipole1Y = (c.Tinv[1] / c.Tinv[2] * e.focal1Mm) / e.pixelPitch + e.cy1;
+    e.epipole2X = (c.T[0] / c.T[2] * e.focal2Mm) / e.pixelPitch + e.cx2;
+    e.epipole2Y = (c.T[1] / c.T[2] * e.focal2Mm) / e.pixelPitch + e.cy2;
 
     const double* R = c.R;
     const double* T = c.T;

@@ -6,29 +6,17 @@
 #include <vector>
 
 #include "frame.h"
+#include "frame/CameraModel.h"
 
 namespace XELORAALGO {
 namespace frame {
 namespace {
 
-struct Lens {
-    double fx, fy, cx, cy, k1, k2, p1, p2, k3;
-};
-
-Lens lensOf(const tagXeloraAlgoCalibrationInfo& c, bool firstCamera) {
-    const double* K = firstCamera ? c.K1 : c.K2;
-    const double* D = firstCamera ? c.D1 : c.D2;
-    return Lens{K[0], K[4], K[2], K[5], D[0], D[1], D[2], D[3], D[4]};
-}
-
 // Distorts normalised (x, y) and converts to ROI pixel units. withK3 selects the 5-term model.
-inline void distortToMap(const Lens& L, bool withK3, double x, double y, double offX, double offY,
-                         int step, double& mapX, double& mapY) {
-    const double r2 = y * y + x * x;
-    double radial = (L.k1 * r2 + 1) + L.k2 * r2 * r2;
-    if (withK3) radial = radial + L.k3 * r2 * r2 * r2;
-    const double xd = ((2 * x * x + r2) * L.p2 + radial * x) + 2 * L.p1 * x * y;
-    const double yd = ((2 * y * y + r2) * L.p1 + radial * y) + 2 * L.p2 * x * y;
+inline void storeMapEntry(const Lens<double>& L, bool withK3, double x, double y, double offX, double offY,
+                          int step, double& mapX, double& mapY) {
+    double xd, yd;
+    distortForMaps(L, withK3, x, y, xd, yd);
     mapX = (xd * L.fx + L.cx - offX) / step;
     mapY = (yd * L.fy + L.cy - offY) / step;
 }
@@ -39,7 +27,7 @@ void CalRectifyMap1(AlgoEngine& e, bool firstCamera) {
     const int w = e.roi.width;
     const int h = e.roi.height;
     const std::size_t n = e.pixelCount();
-    const Lens L = lensOf(e.calib, firstCamera);
+    const Lens<double> L = measurementLens<double>(e.calib, firstCamera);
     const std::vector<float>& angle = firstCamera ? e.epipoleLineAngle : e.mappedLineAngle;
     std::vector<double>& mapX = firstCamera ? e.rectMapX1 : e.rectMapX2;
     std::vector<double>& mapY = firstCamera ? e.rectMapY1 : e.rectMapY2;
@@ -59,7 +47,7 @@ void CalRectifyMap1(AlgoEngine& e, bool firstCamera) {
                 static_cast<double>(static_cast<float>(e.downsampleStep * c) + e.downsampleOffset + offXf);
             const double x = (xs - L.cx) * invFx;
             const double y = (line - L.cy) * invFy;
-            distortToMap(L, true, x, y, offX, offY, e.downsampleStep, mapX[i], mapY[i]);
+            storeMapEntry(L, true, x, y, offX, offY, e.downsampleStep, mapX[i], mapY[i]);
         }
     }
 }
@@ -68,7 +56,7 @@ void CalRectifyMap2(AlgoEngine& e, bool firstCamera) {
     const int w = e.roi.width;
     const int h = e.roi.height;
     const std::size_t n = e.pixelCount();
-    const Lens L = lensOf(e.calib, firstCamera);
+    const Lens<double> L = measurementLens<double>(e.calib, firstCamera);
     std::vector<double>& mapX = firstCamera ? e.undistMapX1 : e.undistMapX2;
     std::vector<double>& mapY = firstCamera ? e.undistMapY1 : e.undistMapY2;
     mapX.assign(n, 0.0);
@@ -85,7 +73,7 @@ void CalRectifyMap2(AlgoEngine& e, bool firstCamera) {
             const double xs = static_cast<double>(e.downsampleStep * c + e.roi.offsetX);
             const double x = (xs - L.cx) * invFx;
             const double y = (ys - L.cy) * invFy;
-            distortToMap(L, false, x, y, offX, offY, e.downsampleStep, mapX[i], mapY[i]);
+            storeMapEntry(L, false, x, y, offX, offY, e.downsampleStep, mapX[i], mapY[i]);
         }
     }
 }

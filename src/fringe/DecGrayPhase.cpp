@@ -27,7 +27,6 @@ namespace fringe {
 
 namespace {
 
-constexpr int kWorkers = 8;
 constexpr float kTwoPiF = 6.2831855f;
 constexpr float kHalfPiF = 1.5707964f;
 
@@ -95,26 +94,15 @@ inline float unwrapPhase(const Planes& pl, bool reversed, std::size_t i, float p
         bit = bit != g[k];
         w1 = 2 * w1 + (bit ? 1 : 0);
     }
-    const int g6 = g[6] ? 1 : 0;
-    const int w2 = (w1 % 2 == 0) ? w1 + g6 : w1 + 1 - g6;
-    const double wide = static_cast<double>(phi);
-    int w;
-    if (wide <= kHalfPi)
-        w = w2;
-    else if (wide < kThreeHalfPi)
-        w = w1;
-    else
-        w = w2 - 1;
-    return static_cast<float>(w) * kTwoPiF + phi;
+    return static_cast<float>(unwrapPeriod(w1, g[6] ? 1 : 0, phi)) * kTwoPiF + phi;
 }
 
-// Runs fn(i) for every pixel: 8 banded workers, then the leftover pixels on the calling thread.
+// Runs fn(i) for every pixel on the decoders' banded workers (leftover pixels on the calling thread).
 template <class Fn>
 void forEachPixel(std::size_t n, const Fn& fn) {
-    runBands(kWorkers, n, [&fn](int, std::size_t begin, std::size_t end) {
+    runBands(bands::kDecode, n, [&fn](int, std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) fn(i);
     });
-    for (std::size_t i = bandsEnd(kWorkers, n); i < n; ++i) fn(i);
 }
 
 // Runtime value of a float sine/cosine of a constant (kept out of compile-time folding so that the

@@ -167,17 +167,7 @@ void DecGrayPhase2(const AlgoEngine& engine, bool* validMask, float* modulationM
     // 7.-8. Unwrap (the shifted period number uses the stored value of plane 12, the decoded bit)
     // and write the outputs.
     for (std::size_t i = 0; i < n; ++i) {
-        const std::int32_t a = w1[i];
-        const std::int32_t b = bit7[i];
-        const std::int32_t a2 = (a % 2 == 0) ? a + b : a + 1 - b;
-        const double wide = static_cast<double>(phi[i]);
-        std::int32_t w;
-        if (wide <= kHalfPi)
-            w = a2;
-        else if (wide < kThreeHalfPi)
-            w = a;
-        else
-            w = a2 - 1;
+        const int w = unwrapPeriod(w1[i], bit7[i], phi[i]);
         absolutePhase[i] =
             static_cast<float>(static_cast<double>(static_cast<float>(w)) * kTwoPi + static_cast<double>(phi[i]));
         modulationMap[i] = mod[i];

@@ -16,6 +16,18 @@ namespace fringe {
 constexpr double kHalfPi = 1.5707963267949;
 constexpr double kThreeHalfPi = 4.7123889803847;
 
+// Period number of a pixel from its Gray-code period number w1, the extra Gray bit of the
+// half-shifted code (0 or 1) and its wrapped phase phi in [0, 2 pi): the half-shifted period number
+// w2 = w1 + bit (w1 even) or w1 + 1 - bit (w1 odd) where phi <= pi/2, w1 where phi < 3 pi/2, and
+// w2 - 1 above (phi compared in double).
+inline int unwrapPeriod(int w1, int extraBit, float phi) {
+    const int w2 = (w1 % 2 == 0) ? w1 + extraBit : w1 + 1 - extraBit;
+    const double wide = static_cast<double>(phi);
+    if (wide <= kHalfPi) return w2;
+    if (wide < kThreeHalfPi) return w1;
+    return w2 - 1;
+}
+
 // Masked separable Gaussian smoothing of `map` in place. Only pixels with mask true contribute and
 // receive values; the weights are renormalised over the valid taps. On return every valid pixel
 // holds its smoothed value and every invalid pixel holds 0. `mask` is not changed.

@@ -32,23 +32,16 @@ namespace imaging {
 
 namespace {
 
+// The colour camera's lens and its pose (camera 1's frame -> colour camera's frame), in float.
 struct ColourCamera {
-    float fx, fy, cx, cy;
-    float k1, k2, p1, p2;
+    Lens<float> lens;
     float R[9];
     float T[3];
 };
 
 ColourCamera colourCamera(const tagXeloraAlgoCalibrationInfo& c) {
     ColourCamera cam;
-    cam.fx = static_cast<float>(c.K3[0]);
-    cam.cx = static_cast<float>(c.K3[2]);
-    cam.fy = static_cast<float>(c.K3[4]);
-    cam.cy = static_cast<float>(c.K3[5]);
-    cam.k1 = static_cast<float>(c.D3[0]);
-    cam.k2 = static_cast<float>(c.D3[1]);
-    cam.p1 = static_cast<float>(c.D3[2]);
-    cam.p2 = static_cast<float>(c.D3[3]);
+    cam.lens = colourLens<float>(c);
     for (int k = 0; k < 9; ++k) cam.R[k] = static_cast<float>(c.R3[k]);
     for (int k = 0; k < 3; ++k) cam.T[k] = static_cast<float>(c.T3[k]);
     return cam;
@@ -108,15 +101,10 @@ void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bo
         zPrime[i] = zp;
         const float xn = xp / zp;
         const float yn = yp / zp;
-        const float r2 = xn * xn + yn * yn;
-        const float r4 = r2 * r2;
-        const float rho = 1.0f + cam.k1 * r2 + cam.k2 * r4;
-        const float uf =
-            cam.fx * (xn * rho + 2.0f * cam.p1 * xn * yn + cam.p2 * (r2 + 2.0f * xn * xn)) + cam.cx;
-        const float vf =
-            cam.fy * (yn * rho + 2.0f * cam.p2 * xn * yn + cam.p1 * (r2 + 2.0f * yn * yn)) + cam.cy;
+        float uf, vf;
+        projectPinhole(cam.lens, xn, yn, uf, vf);
         int u, v;
-        if (!detail::truncToInt(uf, u) || !detail::truncToInt(vf, v)) continue;
+        if (!truncToInt(uf, u) || !truncToInt(vf, v)) continue;
         if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
         const Index p = static_cast<Index>(v) * wi + static_cast<Index>(u);
         footprint[i] = p;
@@ -150,16 +138,10 @@ void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bo
                 const std::size_t p = r * static_cast<std::size_t>(w) + static_cast<std::size_t>(c);
                 if (!newMask[p]) continue;
                 const float depth = pixelDepth(candidates.get() + listStart[p], candidates.get() + listStart[p + 1]);
-                const float x0 = (static_cast<float>(c) - cam.cx) / cam.fx;
-                const float y0 = (static_cast<float>(r) - cam.cy) / cam.fy;
-                float x = x0, y = y0;
-                for (int it = 0; it < 10; ++it) {
-                    const float r2 = x * x + y * y;
-                    const float r4 = r2 * r2;
-                    const float icd = 1.0f / (1.0f + cam.k1 * r2 + cam.k2 * r4);
-                    x = (x0 - (2.0f * cam.p1 * x0 * y0 + cam.p2 * (r2 + 2.0f * x0 * x0))) * icd;
-                    y = (y0 - (cam.p1 * (r2 + 2.0f * y0 * y0) + 2.0f * cam.p2 * x0 * y0)) * icd;
-                }
+                const float x0 = (static_cast<float>(c) - cam.lens.cx) / cam.lens.fx;
+                const float y0 = (static_cast<float>(r) - cam.lens.cy) / cam.lens.fy;
+                float x, y;
+                undistortFromStart(cam.lens, x0, y0, x, y);
                 X[p] = x * depth;
                 Y[p] = y * depth;
                 Z[p] = depth;
@@ -167,8 +149,7 @@ void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bo
         }
     };
     const std::size_t rows = static_cast<std::size_t>(h);
-    runBands(4, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
-    registerRows(bandsEnd(4, rows), rows);
+    runBands(bands::kColourRegistration, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
 
     for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i] != 0;
 }

@@ -68,10 +68,9 @@ void CalcImageBuffer(const AlgoEngine& engine, const unsigned char* input, unsig
     const std::size_t rowPair = 2 * static_cast<std::size_t>(engine.width());
     const std::size_t pairs = static_cast<std::size_t>(engine.height());
     unsigned char* stored = frame.bytes.data();
-    runBands(2, pairs, [&](int, std::size_t begin, std::size_t end) {
+    runBands(bands::kImageBuffer, pairs, [&](int, std::size_t begin, std::size_t end) {
         filterBytes(input, output, stored, begin * rowPair, end * rowPair);
     });
-    filterBytes(input, output, stored, bandsEnd(2, pairs) * rowPair, pairs * rowPair);
 }
 
 }  // namespace imaging

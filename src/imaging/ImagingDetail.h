@@ -6,18 +6,11 @@
 #include <cstddef>
 
 #include "frame/AlgoEngine.h"
+#include "frame/CameraModel.h"
 
 namespace XELORAALGO {
 namespace imaging {
 namespace detail {
-
-// Truncates v toward zero into out when the result is an int; false for NaN, infinities and values
-// outside the int range (whose conversion would be undefined).
-inline bool truncToInt(double v, int& out) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return false;
-    out = static_cast<int>(v);
-    return true;
-}
 
 // Truncation toward zero of an exposure solution; a value with no int result (not a number,
 // unbounded, out of range) becomes INT_MIN, so that it counts as below every lower limit.

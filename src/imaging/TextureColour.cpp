@@ -39,7 +39,7 @@ void extractByte(std::size_t pixels, int images, std::size_t byteIndex, unsigned
 
 unsigned char previewByte(float sum) {
     int v;
-    if (!detail::truncToInt(sum, v)) return sum > 0.0f ? 255 : 0;
+    if (!truncToInt(sum, v)) return sum > 0.0f ? 255 : 0;
     if (v > 255) return 255;
     if (v < 0) return 0;
     return static_cast<unsigned char>(v);

@@ -9,17 +9,17 @@
 //      row, in row order.
 // Triangulation: the ray of camera 1 through (x1, y1) meets the plane of camera-2 points whose
 // horizontal image coordinate is x2 (camera-2 coordinates = RLine * P + TLine); y2 is not used.
-// Sensor coordinates are (pixel - principal point) * 0.0048 mm; focal lengths are the mean of fx
-// and fy times 0.0048 mm.
+// Sensor coordinates are (pixel - principal point) times the pixel pitch (mm); focal lengths are the
+// mean of fx and fy times the pixel pitch.
 #include <cmath>
 
+#include "frame/CameraModel.h"
 #include "laserline.h"
 
 namespace XELORAALGO {
 namespace laserline {
 
 namespace {
-constexpr double kPixelPitch = 0.0048;
 
 double norm3(const std::array<double, 3>& a, const std::array<double, 3>& b) {
     const double dx = a[0] - b[0], dy = a[1] - b[1], dz = a[2] - b[2];
@@ -29,11 +29,11 @@ double norm3(const std::array<double, 3>& a, const std::array<double, 3>& b) {
 
 std::array<double, 3> triangulateLinePoint(const tagXeloraAlgoCalibrationInfo& calib, double x1, double y1,
                                            double x2) {
-    const double f1 = (calib.K1[0] + calib.K1[4]) * kPixelPitch * 0.5;
-    const double f2 = (calib.K2[0] + calib.K2[4]) * kPixelPitch * 0.5;
-    const double xs1 = (x1 - calib.K1[2]) * kPixelPitch;
-    const double ys1 = (y1 - calib.K1[5]) * kPixelPitch;
-    const double xs2 = (x2 - calib.K2[2]) * kPixelPitch;
+    const double f1 = focalLengthMm(calib.K1);
+    const double f2 = focalLengthMm(calib.K2);
+    const double xs1 = (x1 - calib.K1[2]) * kPixelPitchMm;
+    const double ys1 = (y1 - calib.K1[5]) * kPixelPitchMm;
+    const double xs2 = (x2 - calib.K2[2]) * kPixelPitchMm;
     const double* R = calib.RLine;
     const double* T = calib.TLine;
     const double z = f1 * (f2 * T[0] - xs2 * T[2]) /

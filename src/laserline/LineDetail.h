@@ -58,6 +58,29 @@ inline bool brightestWindowCentre(const unsigned char* row, int start, int len, 
     return rowWindowCentre(row, start + lo, start + hi, centre);
 }
 
+// The runs of lit pixels of one image row of width W, left to right: calls
+// firstRun(start, length, open) for the row's first run only (open: it reaches the row's end) and
+// returns the number of runs in the row.
+template <class Lit, class FirstRun>
+int scanRuns(const unsigned char* row, int W, Lit lit, FirstRun firstRun) {
+    int start = -1;
+    int runCount = 0;
+    for (int x = 0; x < W; ++x) {
+        if (lit(row[x])) {
+            if (start < 0) {
+                start = x;
+                ++runCount;
+            }
+            continue;
+        }
+        if (start < 0) continue;
+        if (runCount == 1) firstRun(start, x - start, false);
+        start = -1;
+    }
+    if (start >= 0 && runCount == 1) firstRun(start, W - start, true);
+    return runCount;
+}
+
 // Nearest candidate to `prev`: distance |c - prev| in double rounded to float; the smallest wins,
 // the earlier one on ties; accepted only with distance <= limit (as float). Returns false if the
 // list is empty or the nearest one is too far.

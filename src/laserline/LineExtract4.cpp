@@ -66,37 +66,17 @@ void lineExtract4(const AlgoEngine& engine, unsigned char* image, Point2dList& p
     for (int r = 0; r < H; ++r) {
         const unsigned char* row = image + static_cast<std::size_t>(r) * static_cast<std::size_t>(W);
         auto& cands = lineCandidates[static_cast<std::size_t>(r)];
-        int start = -1;
-        int runCount = 0;
-        for (int x = 0; x < W; ++x) {
-            const bool lit = row[x] > 0;
-            if (lit) {
-                if (start < 0) {
-                    start = x;
-                    ++runCount;
-                }
-                continue;
-            }
-            if (start < 0) continue;
-            const int L = x - start;
-            if (runCount == 1 && L < 20) {
-                if (L < 10)
-                    detail::rowWindowCentre(row, start, x - 1, centre);
-                else
-                    detail::brightestWindowCentre(row, start, L, 10, centre);
-                cands.push_back(centre);
-                writePoint(r, centre);
-            }
-            start = -1;
-        }
-        if (start >= 0 && runCount == 1) {
-            const int L = W - start;
-            if (L >= 10 && L <= 19) {
+        // The first run of the row, below 20 pixels (one that reaches the row's end: 10 to 19).
+        const int runCount = detail::scanRuns(row, W, [](unsigned char v) { return v > 0; },
+                                              [&](int start, int L, bool open) {
+            if (L >= 20 || (open && L < 10)) return;
+            if (L < 10)
+                detail::rowWindowCentre(row, start, start + L - 1, centre);
+            else
                 detail::brightestWindowCentre(row, start, L, 10, centre);
-                cands.push_back(centre);
-                writePoint(r, centre);
-            }
-        }
+            cands.push_back(centre);
+            writePoint(r, centre);
+        });
 
         if (runCount >= 2) {
             Segment seg;

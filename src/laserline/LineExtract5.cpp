@@ -39,37 +39,20 @@ void lineExtract5(const AlgoEngine& engine, unsigned char* image, Point2dList& p
     for (int r = 0; r < H; ++r) {
         const unsigned char* row = image + static_cast<std::size_t>(r) * static_cast<std::size_t>(W);
         auto& cands = lineCandidates[static_cast<std::size_t>(r)];
-        int start = -1;
-        int runCount = 0;
-        for (int x = 0; x < W; ++x) {
-            if (row[x] > kLit) {
-                if (start < 0) {
-                    start = x;
-                    ++runCount;
-                }
-                continue;
-            }
-            if (start < 0) continue;
-            const int L = x - start;
-            if (runCount == 1 && L < 20) {
-                if (L >= 3) {
-                    detail::brightestWindowCentre(row, start, L, 3, centre);
-                    cands.push_back(centre);
-                } else {
-                    detail::rowWindowCentre(row, start, x - 1, centre);
-                    const double g = oy + centre;
-                    if (g > static_cast<double>(a) && g < 2.0 * static_cast<double>(a)) cands.push_back(centre);
-                }
-            }
-            start = -1;
-        }
-        if (start >= 0 && runCount == 1) {
-            const int L = W - start;
-            if (L >= 3 && L <= 19) {
+        // The first run of the row, below 20 pixels; a narrow one (1-2 pixels, not at the row's end)
+        // only inside the band a .. 2a of sensor positions.
+        const int runCount = detail::scanRuns(row, W, [](unsigned char v) { return v > kLit; },
+                                              [&](int start, int L, bool open) {
+            if (L >= 20) return;
+            if (L >= 3) {
                 detail::brightestWindowCentre(row, start, L, 3, centre);
                 cands.push_back(centre);
+            } else if (!open) {
+                detail::rowWindowCentre(row, start, start + L - 1, centre);
+                const double g = oy + centre;
+                if (g > static_cast<double>(a) && g < 2.0 * static_cast<double>(a)) cands.push_back(centre);
             }
-        }
+        });
 
         if (runCount >= 2) {
             auto flush = [&]() {

@@ -15,6 +15,7 @@
 #include <cmath>
 #include <cstddef>
 
+#include "frame/GaussianTaps.h"
 #include "laserline.h"
 
 namespace XELORAALGO {
@@ -73,15 +74,6 @@ void Gaussianfilter(Point2dList& points, int halfWindow) {
     if (halfWindow < 0) return;
     const int n = halfWindow;
     const long long k = 2LL * n + 1;
-    const double sigma = static_cast<double>(k) / 3.0;
-    std::vector<double> w(static_cast<std::size_t>(k));
-    double wsum = 0.0;
-    for (int t = -n; t <= n; ++t) {
-        const double tt = static_cast<double>(t) * static_cast<double>(t);
-        w[static_cast<std::size_t>(t + n)] = std::exp(-tt / (2.0 * sigma * sigma));
-    }
-    for (double v : w) wsum += v;
-    for (double& v : w) v /= wsum;
 
     std::vector<double> xs;
     std::vector<std::size_t> at;
@@ -93,6 +85,7 @@ void Gaussianfilter(Point2dList& points, int halfWindow) {
     }
     const long long M = static_cast<long long>(xs.size());
     if (M == 0 || M < k) return;
+    const std::vector<double> w = normalisedGaussianTaps(n);
     for (long long c = 0; c < M; ++c) {
         const double xc = xs[static_cast<std::size_t>(c)];
         double num = 0.0, den = 0.0;

@@ -49,18 +49,24 @@ void MatchLine(const AlgoEngine& engine, const Point2dList& points1, const Point
         }
 
         const int j = bestRow;
+        // fn(x1, x2) for the row pairs (i + d, j + d), d = -3 .. 3, inside both lists with a line in both.
+        const auto forWindowPairs = [&](auto&& fn) {
+            for (int d = -3; d <= 3; ++d) {
+                const int a = i + d, b = j + d;
+                if (a < 0 || a >= H || b < 0 || b >= H) continue;
+                const double x1 = points1[static_cast<std::size_t>(a)][0];
+                const double x2 = points2[static_cast<std::size_t>(b)][0];
+                if (!(x1 > 0.0) || !(x2 > 0.0)) continue;
+                fn(x1, x2);
+            }
+        };
         float sum1 = 0.0f, sum2 = 0.0f;
         int count = 0;
-        for (int d = -3; d <= 3; ++d) {
-            const int a = i + d, b = j + d;
-            if (a < 0 || a >= H || b < 0 || b >= H) continue;
-            const double x1 = points1[static_cast<std::size_t>(a)][0];
-            const double x2 = points2[static_cast<std::size_t>(b)][0];
-            if (!(x1 > 0.0) || !(x2 > 0.0)) continue;
+        forWindowPairs([&](double x1, double x2) {
             sum1 = static_cast<float>(sum1 + x1);
             sum2 = static_cast<float>(sum2 + x2);
             ++count;
-        }
+        });
         if (count == 0) {
             mask1[i] = false;
             continue;
@@ -68,17 +74,12 @@ void MatchLine(const AlgoEngine& engine, const Point2dList& points1, const Point
         const float mean1 = sum1 / static_cast<float>(count);
         const float mean2 = sum2 / static_cast<float>(count);
         float sq1 = 0.0f, sq2 = 0.0f;
-        for (int d = -3; d <= 3; ++d) {
-            const int a = i + d, b = j + d;
-            if (a < 0 || a >= H || b < 0 || b >= H) continue;
-            const double x1 = points1[static_cast<std::size_t>(a)][0];
-            const double x2 = points2[static_cast<std::size_t>(b)][0];
-            if (!(x1 > 0.0) || !(x2 > 0.0)) continue;
+        forWindowPairs([&](double x1, double x2) {
             const double d1 = x1 - static_cast<double>(mean1);
             const double d2 = x2 - static_cast<double>(mean2);
             sq1 = static_cast<float>(sq1 + d1 * d1);
             sq2 = static_cast<float>(sq2 + d2 * d2);
-        }
+        });
         const float std1 = sqrtf(sq1 / static_cast<float>(count));
         const float std2 = sqrtf(sq2 / static_cast<float>(count));
         if (std::fabs(std1 - std2) < 10.0f) {

@@ -92,13 +92,9 @@ void XeloraAlgo::FitLineFunction_V(Point2dList& points, int const& halfWindow, b
     laserline::FitLineFunction_V(points, halfWindow, enable);
 }
 
+// With fewer non-zero entries than taps the operation returns before it builds its kernel, so a huge
+// halfWindow costs nothing.
 void XeloraAlgo::Gaussianfilter(Point2dList& points, int const& halfWindow) {
-    // With fewer non-zero entries than taps nothing changes: return before the kernel is built, so
-    // that a huge halfWindow costs nothing.
-    if (halfWindow < 0) return;
-    std::size_t nonZero = 0;
-    for (const auto& p : points) nonZero += p[0] != 0.0 ? 1 : 0;
-    if (static_cast<long long>(nonZero) < 2LL * halfWindow + 1) return;
     laserline::Gaussianfilter(points, halfWindow);
 }
 

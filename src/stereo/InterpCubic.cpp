@@ -23,9 +23,6 @@ namespace stereo {
 
 namespace {
 
-constexpr int kCubicThreads = 2;        // InterpCubic1/2/4/5
-constexpr int kMaskedCubicThreads = 4;  // InterpCubic3
-
 // Keys' kernel with a = -0.5, in float: the inner piece for t <= 1, the outer piece for 1 < t < 2.
 // Both pieces are exactly +0 at t = 1, and the outer one at t = 2.
 inline float keysInner(float t) { return ((t * 1.5f) * t) * t - (t * 2.5f) * t + 1.0f; }
@@ -117,7 +114,7 @@ void cubicThroughEngineMaps(const AlgoEngine& e, float* map, const std::vector<d
     const int h = e.roi.height;
     const std::vector<float> src(map, map + n);
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
-    runBands(kCubicThreads, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
+    runBands(bands::kCubic, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
         cubicRows(src.data(), map, mapX.data(), mapY.data(), w, h, begin, end);
     });
 }
@@ -138,7 +135,7 @@ void InterpCubic3(const AlgoEngine& e, float* map, const double* mapX, const dou
     const int h = e.roi.height;
     const std::vector<float> src(map, map + n);
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
-    runBands(kMaskedCubicThreads, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
+    runBands(bands::kMaskedCubic, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
         maskedCubicRows(src.data(), map, mapX, mapY, mask, w, h, begin, end);
     });
 }

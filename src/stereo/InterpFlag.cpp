@@ -18,8 +18,6 @@ namespace stereo {
 
 namespace {
 
-constexpr int kFlagThreads = 2;  // bands of pixel indices
-
 void flagThroughEngineMaps(const AlgoEngine& e, bool* mask, const std::vector<double>& mapX,
                            const std::vector<double>& mapY) {
     const std::size_t n = e.pixelCount();
@@ -31,7 +29,7 @@ void flagThroughEngineMaps(const AlgoEngine& e, bool* mask, const std::vector<do
         src[i] = mask[i];
         mask[i] = false;
     }
-    runBands(kFlagThreads, n, [&](int, std::size_t begin, std::size_t end) {
+    runBands(bands::kFlag, n, [&](int, std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             int row, col;
             if (!truncToInt(mapY[i] + 0.5, row) || !truncToInt(mapX[i] + 0.5, col)) continue;

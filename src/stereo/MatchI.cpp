@@ -26,7 +26,6 @@ namespace stereo {
 
 namespace {
 
-constexpr int kMatchThreads = 8;
 constexpr int kContinuityLimit = 20;   // columns a match may move from its neighbour's
 constexpr int kConsistencyLimit = 10;  // columns between a forward and the backward match
 
@@ -121,7 +120,7 @@ void MatchI(AlgoEngine& e, const bool* mask1, const bool* mask2, bool* matchMask
     std::int32_t* matchSide = e.matchSide.data();
     std::vector<std::int32_t> backward(n, 0);
 
-    runBands(kMatchThreads, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
+    runBands(bands::kMatch, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         std::vector<std::int32_t> continuity((rowEnd - rowBegin) * W, 0);
         RowBuckets buckets2(w), buckets1(w);
 

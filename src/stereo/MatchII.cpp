@@ -21,10 +21,6 @@
 namespace XELORAALGO {
 namespace stereo {
 
-namespace {
-constexpr int kMatchThreads = 8;
-}
-
 void MatchII(AlgoEngine& e, const bool* /*mask1*/, const bool* mask2, bool* matchMask, const float* phase1,
              const float* phase2) {
     const std::size_t n = e.pixelCount();
@@ -40,7 +36,7 @@ void MatchII(AlgoEngine& e, const bool* /*mask1*/, const bool* mask2, bool* matc
     const std::int32_t* matchSide = e.matchSide.data();
     float* sub = e.subpixelColumn.data();
 
-    runBands(kMatchThreads, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
+    runBands(bands::kMatch, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         for (std::size_t row = rowBegin; row < rowEnd; ++row) {
             const std::size_t r0 = row * W;
             const float* phi = phase2 + r0;

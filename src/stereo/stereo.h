@@ -8,6 +8,7 @@
 #define XELORAALGO_SRC_STEREO_STEREO_H
 
 #include "frame/AlgoEngine.h"
+#include "frame/CameraModel.h"
 
 namespace XELORAALGO {
 namespace stereo {
@@ -70,16 +71,6 @@ void MatchII(AlgoEngine& engine, const bool* mask1, const bool* mask2, bool* mat
 void CalPoint(AlgoEngine& engine, bool* mask, float* X, float* Y, float* Z, int& count,
               bool useBilateral, int bilateralSpatialSigma, float bilateralRangeSigma,
               bool useSmoothing, float smoothSigma);
-
-// ---- helpers shared by the stereo operations ----
-
-// Truncates v toward zero into out when the result fits an int; false for NaN and out-of-range v
-// (tested before any conversion).
-inline bool truncToInt(double v, int& out) {
-    if (!(v > -2147483649.0 && v < 2147483648.0)) return false;
-    out = static_cast<int>(v);
-    return true;
-}
 
 }  // namespace stereo
 }  // namespace XELORAALGO

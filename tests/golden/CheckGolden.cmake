@@ -1,7 +1,8 @@
 # Runs the golden dump into OUT and compares its SHA-256 with the first word of EXPECTED.
 # EMULATOR (optional, words separated by '|') runs the program of a cross build, e.g. under wine.
+# FLAGS (optional) go to the program before OUT.
 string(REPLACE "|" ";" emulator "${EMULATOR}")
-execute_process(COMMAND ${emulator} ${GOLDEN} ${OUT} RESULT_VARIABLE rc)
+execute_process(COMMAND ${emulator} ${GOLDEN} ${FLAGS} ${OUT} RESULT_VARIABLE rc)
 if(NOT rc EQUAL 0)
   message(FATAL_ERROR "xelora_golden failed (${rc})")
 endif()

@@ -36,7 +36,7 @@ void clouds(Writer& w, XeloraAlgo& a, Rng& rng) {
     a.SetROIInfo(&r);
     const double C2[3] = {100.0, 0.0, -3.0};
     auto calib = stereoHead(800.0, ox + W / 2 + 0.5, oy + H / 2 - 0.5, 0.04, C2, true);
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
 
     for (int k : {1, 8, 30})
         for (float mult : {1.0f, 2.5f}) {
@@ -150,7 +150,7 @@ void wideField(Writer& w, Rng& rng) {
     for (int k = 0; k < 9; ++k) calib.K1[k] = calib.K3[k] = K[k];
     for (int k = 0; k < 5; ++k) calib.D1[k] = calib.D3[k] = D[k];
     calib.R3[0] = calib.R3[4] = calib.R3[8] = 1.0;
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     std::vector<Point3dList> profiles(30);
     Point3dList cloud;
     for (auto& prof : profiles)

@@ -67,7 +67,7 @@ void dumpDepthFilters(Writer& w) {
     a.SetROIInfo(&r);
     const double C2[3] = {100.0, 0.0, -3.0};
     auto calib = stereoHead(1800.0, ox + W / 2 + 0.5, oy + H / 2 - 0.5, 0.04, C2, false);
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     a.CalKR();
     Rng rng(0x5EED0003);
 

@@ -142,7 +142,7 @@ void dumpFrameAndStereo(Writer& w) {
     w.ints("frame.GetROIInfo", {a.GetROIInfoWidth(), a.GetROIInfoHeight(), a.GetROIInfoOffsetX(), a.GetROIInfoOffsetY()});
     const double C2[3] = {120.0, 1.5, -4.0};
     auto calib = stereoHead(1800.0, ox + 2 * W / 2 + 0.3, oy + 2 * H / 2 - 0.2, 0.05, C2, true);
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     Rng rng(0x5EED0001);
     // Downsampled set-up first (step 2, offset 0.5), then the plain one the later calls use.
     a.SetDownsamplingInfo(2, 0.5f);

@@ -193,7 +193,7 @@ void dumpImaging(Writer& w) {
         a.SetROIInfo(&r);
         const double C2[3] = {100.0, 0.0, -3.0};
         auto calib = stereoHead(1200.0, ox + W / 2 + 0.5, oy + H / 2 - 0.5, 0.04, C2, true);
-        a.SetCalibrationInfo(&calib);
+        setCalibration(a, calib);
         colour(w, a, rng, W, H, ox, oy, calib);
         exposure(w, a, rng, W, H);
         downsampling(w, a, rng);

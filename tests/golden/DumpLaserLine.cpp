@@ -112,7 +112,7 @@ void lists(Writer& w, XeloraAlgo& a, Rng& rng) {
     auto calib = stereoHead(2000.0, 180.0, 75.0, 0.2, C2, true);
     const double F[9] = {0, 0, 0, 0, 0, -1, 0, 1, 0};  // residual |row 1 - row 2|
     for (int k = 0; k < 9; ++k) calib.F[k] = F[k];
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     Point2dList base(H);
     for (int k = 0; k < H; ++k)
         base[k] = {rng.chance(15) ? 0.0 : 40.0 + 0.3 * k + rng.range(-1.0, 1.0) + (k > 40 ? 9.0 : 0.0), double(k)};

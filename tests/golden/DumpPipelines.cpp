@@ -72,7 +72,7 @@ void dumpFringePipeline(Writer& w) {
     XeloraAlgo a;
     auto r = roi(ox, oy, W, H);
     a.SetROIInfo(&r);
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     a.CalKR();
     for (bool first : {true, false}) a.CalRectifyMap1(first);
     Mask m1(n), m2(n), match(n);
@@ -206,7 +206,7 @@ void dumpLinePipeline(Writer& w) {
     XeloraAlgo a;
     auto r = roi(ox, oy, W, H);
     a.SetROIInfo(&r);
-    a.SetCalibrationInfo(&calib);
+    setCalibration(a, calib);
     Point2dList lists[2];
     Mask masks[2] = {Mask(H), Mask(H)};
     for (int cam = 0; cam < 2; ++cam) {

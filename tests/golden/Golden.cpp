@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <stdexcept>
 #include <system_error>
@@ -168,6 +169,18 @@ XELORAALGO::tagXeloraAlgoCalibrationInfo stereoHead(double f, double cx, double 
     std::memcpy(c.T3, T3, sizeof T3);
     for (int k = 0; k < 9; ++k) c.F[k] = 0.0;
     return c;
+}
+
+bool carriedFieldsScrambled = false;
+
+void setCalibration(XELORAALGO::XeloraAlgo& a, XELORAALGO::tagXeloraAlgoCalibrationInfo calib) {
+    if (carriedFieldsScrambled) {
+        const double nan = std::numeric_limits<double>::quiet_NaN();
+        for (double& v : calib.auxMatrixA) v = nan;
+        for (double& v : calib.auxMatrixB) v = nan;
+        for (double& v : calib.auxVector) v = nan;
+    }
+    a.SetCalibrationInfo(&calib);
 }
 
 }  // namespace golden

@@ -112,6 +112,12 @@ void dumpLinePipeline(Writer& w);
 // --diff: compares two dump files; returns the exit status (0 identical, 1 different, 2 unreadable).
 int diffDumps(const std::string& a, const std::string& b);
 
+// Hands `calib` to the handle; with carriedFieldsScrambled set, auxMatrixA, auxMatrixB and auxVector
+// (carried by the record, read by no member) are replaced by NaN first, so that a dump written that
+// way equals the plain one exactly when no member reads them.
+extern bool carriedFieldsScrambled;
+void setCalibration(XELORAALGO::XeloraAlgo& a, XELORAALGO::tagXeloraAlgoCalibrationInfo calib);
+
 }  // namespace golden
 
 #endif

@@ -124,8 +124,14 @@ int diffDumps(const std::string& a, const std::string& b) {
 
 int main(int argc, char** argv) {
     if (argc == 4 && std::string(argv[1]) == "--diff") return golden::diffDumps(argv[2], argv[3]);
+    if (argc == 3 && std::string(argv[1]) == "--scramble-carried-fields") {
+        golden::carriedFieldsScrambled = true;
+        ++argv;
+        --argc;
+    }
     if (argc != 2 || argv[1][0] == '-') {
-        std::cerr << "usage: xelora_golden OUT.bin\n       xelora_golden --diff A.bin B.bin\n";
+        std::cerr << "usage: xelora_golden [--scramble-carried-fields] OUT.bin\n"
+                     "       xelora_golden --diff A.bin B.bin\n";
         return 2;
     }
     golden::Writer w;

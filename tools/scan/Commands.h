@@ -1,4 +1,5 @@
-// The subcommands of xelora-scan as functions (the program's main only parses the command line).
+// The subcommands of xelora-scan as functions (the program's main only parses the command line),
+// one file each: DemoCommand.cpp, SimulateCommand.cpp, StructuredCommand.cpp, LaserCommand.cpp.
 //
 // Every command prints its report to `out`, writes its files atomically into its output folder and
 // throws InputError for a problem with an input (the program then exits with status 2).
@@ -8,16 +9,10 @@
 #include <ostream>
 #include <string>
 
+#include "CommandIO.h"
 #include "Pipeline.h"
 
 namespace xscan {
-
-struct SimOptions {
-    std::string scene = "default";
-    int width = 1280, height = 1024;
-    double noise = 1.0;
-    double baseline = 150.0;  // mm
-};
 
 struct DemoOptions {
     SimOptions sim;
@@ -39,20 +34,10 @@ struct LaserCmdOptions {
     std::string cam1, cam2, calib, out, truth;  // truth optional
 };
 
-// Checks the sizes and scene name (InputError on a bad value).
-void validate(const SimOptions& sim);
-
 int runDemo(const DemoOptions& options, std::ostream& out);
 int runSimulate(const SimulateOptions& options, std::ostream& out);
 int runStructuredCmd(const StructuredCmdOptions& options, std::ostream& out);
 int runLaserCmd(const LaserCmdOptions& options, std::ostream& out);
-
-// Writes cloud.ply, depth.png (16-bit, kDepthUnitsPerMm units per mm, 0 = no point) and
-// depth_preview.png of a structured-light result into `folder`.
-constexpr double kDepthUnitsPerMm = 50.0;  // 0.02 mm per unit, up to 1310 mm
-void writeStructuredOutputs(const std::string& folder, const StructuredResult& result);
-// Colour-mapped preview of a depth map (near = warm, far = cool, no point = black), RGB bytes.
-std::vector<std::uint8_t> depthPreview(const std::vector<float>& Z, const std::vector<std::uint8_t>& valid);
 
 }  // namespace xscan
 

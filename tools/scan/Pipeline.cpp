@@ -1,6 +1,8 @@
 // Structured-light and laser-line pipelines on the library's exported class, and accuracy reports.
 #include "Pipeline.h"
 
+#include "Stats.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -41,11 +43,79 @@ std::vector<std::uint8_t> toBytes(const std::unique_ptr<bool[]>& m, std::size_t 
     return out;
 }
 
-double percentile(std::vector<double>& v, double q) {
-    if (v.empty()) return 0;
-    const std::size_t k = static_cast<std::size_t>(std::min<double>(v.size() - 1, std::floor(q * (v.size() - 1) + 0.5)));
-    std::nth_element(v.begin(), v.begin() + static_cast<long>(k), v.end());
-    return v[k];
+// The handle with the ROI, the calibration, CalKR and the rectification maps of both cameras.
+std::unique_ptr<XELORAALGO::XeloraAlgo> preparedHandle(const Calibration& calib) {
+    auto algo = makeHandle(calib);
+    algo->CalKR();
+    algo->CalRectifyMap1(true);
+    algo->CalRectifyMap1(false);
+    algo->CalRectifyMap2(true);
+    return algo;
+}
+
+// Rectification, matching, triangulation and (with o.filters) the filter chain of two decoded phase
+// maps; fills res's point maps, rawZ / rawValid, valid and count. phase and mask are consumed.
+void triangulate(XELORAALGO::XeloraAlgo& algo, const Calibration& calib, std::vector<float> phase[2],
+                 std::unique_ptr<bool[]> mask[2], const StructuredOptions& o, StructuredResult& res,
+                 StageTimer& timer) {
+    const std::size_t n = static_cast<std::size_t>(res.width) * res.height;
+    algo.InterpCubic1(phase[0].data());
+    algo.InterpFlag1(mask[0].get());
+    algo.InterpCubic2(phase[1].data());
+    algo.InterpFlag2(mask[1].get());
+    if (o.keepIntermediates)
+        for (int k = 0; k < 2; ++k) {
+            res.rectPhase[k] = phase[k];
+            res.rectMask[k] = toBytes(mask[k], n);
+        }
+    timer.lap("rectify (InterpCubic1/2, InterpFlag1/2)");
+
+    std::unique_ptr<bool[]> match(new bool[n]());
+    algo.MatchI(mask[0].get(), mask[1].get(), match.get(), phase[0].data(), phase[1].data());
+    algo.MatchII(mask[0].get(), mask[1].get(), match.get(), phase[0].data(), phase[1].data());
+    if (o.keepIntermediates) res.matchMask = toBytes(match, n);
+    timer.lap("match (MatchI, MatchII)");
+
+    res.X.assign(n, 0.0f);
+    res.Y.assign(n, 0.0f);
+    res.Z.assign(n, 0.0f);
+    int count = 0;
+    algo.CalPoint(match.get(), res.X.data(), res.Y.data(), res.Z.data(), count, o.bilateral,
+                  o.bilateralSpatialSigma, o.bilateralRangeSigma, o.smoothing, o.smoothSigma);
+    res.rawZ = res.Z;
+    res.rawValid = toBytes(match, n);
+    timer.lap("triangulate (CalPoint)");
+
+    if (o.filters) {
+        std::vector<float> depths;
+        for (std::size_t i = 0; i < n; ++i)
+            if (match[i] && std::isfinite(res.Z[i]) && res.Z[i] > 0) depths.push_back(res.Z[i]);
+        const double footprint = depths.empty() ? 0.2 : percentile(depths, 0.5) / calib.record.K1[0];
+        const float outlierDistance = o.outlierDistance > 0 ? o.outlierDistance : static_cast<float>(8 * footprint);
+        const float gradientLimit = o.gradientLimit > 0 ? o.gradientLimit : static_cast<float>(10 * footprint);
+        algo.Outlierdetect(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.outlierRadius, outlierDistance);
+        std::vector<float> zCopy = res.Z;
+        std::unique_ptr<bool[]> maskCopy(new bool[n]);
+        std::copy(match.get(), match.get() + n, maskCopy.get());
+        const float pass = 1.0f;
+        algo.GradientFilter(res.Z.data(), zCopy.data(), match.get(), maskCopy.get(), gradientLimit, pass);
+        algo.FillingFunction(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.fillMode, o.fillSmallArea,
+                             o.fillLargeArea, o.minDepth, o.maxDepth);
+        timer.lap("filters (Outlierdetect, GradientFilter, FillingFunction)");
+    }
+    // One consistent map: a point is valid exactly where its mask is set and its depth is finite
+    // and nonzero.
+    res.valid.assign(n, 0);
+    res.count = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        const bool ok = match[i] && std::isfinite(res.Z[i]) && res.Z[i] != 0.0f;
+        if (!ok) {
+            res.X[i] = res.Y[i] = res.Z[i] = 0.0f;
+        } else {
+            res.valid[i] = 1;
+            ++res.count;
+        }
+    }
 }
 
 }  // namespace
@@ -60,11 +130,7 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
     res.height = h;
     StageTimer timer(res.timings);
 
-    auto algo = makeHandle(calib);
-    algo->CalKR();
-    algo->CalRectifyMap1(true);
-    algo->CalRectifyMap1(false);
-    algo->CalRectifyMap2(true);
+    auto algo = preparedHandle(calib);
     timer.lap("set-up (CalKR, rectification maps)");
 
     std::unique_ptr<bool[]> mask[2];
@@ -94,73 +160,12 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
     }
     timer.lap(cam1.size() == 18 ? "decode (DecGrayPhase2 x 2)" : "decode (DecGrayPhase1 x 2)");
 
-    algo->InterpCubic1(phase[0].data());
-    algo->InterpFlag1(mask[0].get());
-    algo->InterpCubic2(phase[1].data());
-    algo->InterpFlag2(mask[1].get());
-    if (o.keepIntermediates)
-        for (int k = 0; k < 2; ++k) {
-            res.rectPhase[k] = phase[k];
-            res.rectMask[k] = toBytes(mask[k], n);
-        }
-    timer.lap("rectify (InterpCubic1/2, InterpFlag1/2)");
-
-    std::unique_ptr<bool[]> match(new bool[n]());
-    algo->MatchI(mask[0].get(), mask[1].get(), match.get(), phase[0].data(), phase[1].data());
-    algo->MatchII(mask[0].get(), mask[1].get(), match.get(), phase[0].data(), phase[1].data());
-    if (o.keepIntermediates) res.matchMask = toBytes(match, n);
-    timer.lap("match (MatchI, MatchII)");
-
-    res.X.assign(n, 0.0f);
-    res.Y.assign(n, 0.0f);
-    res.Z.assign(n, 0.0f);
-    int count = 0;
-    algo->CalPoint(match.get(), res.X.data(), res.Y.data(), res.Z.data(), count, o.bilateral,
-                   o.bilateralSpatialSigma, o.bilateralRangeSigma, o.smoothing, o.smoothSigma);
-    res.rawZ = res.Z;
-    res.rawValid = toBytes(match, n);
-    timer.lap("triangulate (CalPoint)");
-
-    if (o.filters) {
-        std::vector<float> depths;
-        for (std::size_t i = 0; i < n; ++i)
-            if (match[i] && std::isfinite(res.Z[i]) && res.Z[i] > 0) depths.push_back(res.Z[i]);
-        double footprint = 0.2;
-        if (!depths.empty()) {
-            std::nth_element(depths.begin(), depths.begin() + static_cast<long>(depths.size() / 2), depths.end());
-            footprint = depths[depths.size() / 2] / calib.record.K1[0];
-        }
-        const float outlierDistance = o.outlierDistance > 0 ? o.outlierDistance : static_cast<float>(8 * footprint);
-        const float gradientLimit = o.gradientLimit > 0 ? o.gradientLimit : static_cast<float>(10 * footprint);
-        algo->Outlierdetect(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.outlierRadius, outlierDistance);
-        std::vector<float> zCopy = res.Z;
-        std::unique_ptr<bool[]> maskCopy(new bool[n]);
-        std::copy(match.get(), match.get() + n, maskCopy.get());
-        const float pass = 1.0f;
-        algo->GradientFilter(res.Z.data(), zCopy.data(), match.get(), maskCopy.get(), gradientLimit, pass);
-        algo->FillingFunction(res.X.data(), res.Y.data(), res.Z.data(), match.get(), o.fillMode, o.fillSmallArea,
-                              o.fillLargeArea, o.minDepth, o.maxDepth);
-        timer.lap("filters (Outlierdetect, GradientFilter, FillingFunction)");
-    }
-    // One consistent map: a point is valid exactly where its mask is set and its depth is finite
-    // and nonzero.
-    res.valid.assign(n, 0);
-    res.count = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const bool ok = match[i] && std::isfinite(res.Z[i]) && res.Z[i] != 0.0f;
-        if (!ok) {
-            res.X[i] = res.Y[i] = res.Z[i] = 0.0f;
-            match[i] = false;
-        } else {
-            res.valid[i] = 1;
-            ++res.count;
-        }
-    }
+    triangulate(*algo, calib, phase, mask, o, res, timer);
 
     if (colourRgb.size() == 3 * n) {
         std::vector<float> X = res.X, Y = res.Y, Z = res.Z;
         std::unique_ptr<bool[]> m(new bool[n]);
-        std::copy(match.get(), match.get() + n, m.get());
+        for (std::size_t i = 0; i < n; ++i) m[i] = res.valid[i] != 0;
         algo->CalRGB(X.data(), Y.data(), Z.data(), m.get(), o.minDepth, o.maxDepth);
         // Back from the colour camera's frame into camera 1's: X1 = R3^T (X3 - T3).
         const double* R3 = calib.record.R3;
@@ -191,6 +196,24 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
         }
         timer.lap("texture (InterpCubic4)");
     }
+    return res;
+}
+
+StructuredResult triangulatePhases(const Calibration& calib, const std::vector<float> phase[2],
+                                   const std::vector<std::uint8_t> mask[2], const StructuredOptions& o) {
+    StructuredResult res;
+    res.width = calib.width;
+    res.height = calib.height;
+    const std::size_t n = static_cast<std::size_t>(res.width) * res.height;
+    StageTimer timer(res.timings);
+    auto algo = preparedHandle(calib);
+    std::vector<float> ph[2] = {phase[0], phase[1]};
+    std::unique_ptr<bool[]> m[2];
+    for (int k = 0; k < 2; ++k) {
+        m[k].reset(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) m[k][i] = mask[k][i] != 0;
+    }
+    triangulate(*algo, calib, ph, m, o, res, timer);
     return res;
 }
 
@@ -241,7 +264,6 @@ DepthAccuracy depthAccuracy(const std::vector<float>& Z, const std::vector<std::
                             const std::vector<float>& truth, const std::vector<std::uint8_t>& seen) {
     DepthAccuracy a;
     std::vector<double> err;
-    double sq = 0, sum = 0;
     for (std::size_t i = 0; i < Z.size(); ++i) {
         if (seen[i]) ++a.seen;
         if (!valid[i]) continue;
@@ -249,19 +271,16 @@ DepthAccuracy depthAccuracy(const std::vector<float>& Z, const std::vector<std::
         if (seen[i]) ++a.validSeen;
         if (!(truth[i] > 0)) continue;
         const double e = static_cast<double>(Z[i]) - truth[i];
-        err.push_back(std::fabs(e));
-        sq += e * e;
-        sum += e;
+        err.push_back(e);
         if (std::fabs(e) > 1.0) ++a.gross;
     }
-    a.compared = static_cast<long>(err.size());
+    const ErrorStats st = errorStats(err);
+    a.compared = st.count;
     a.completeness = a.seen > 0 ? static_cast<double>(a.validSeen) / a.seen : 0;
-    if (!err.empty()) {
-        a.rms = std::sqrt(sq / err.size());
-        a.bias = sum / err.size();
-        a.median = percentile(err, 0.5);
-        a.p95 = percentile(err, 0.95);
-    }
+    a.median = st.median;
+    a.rms = st.rms;
+    a.p95 = st.p95;
+    a.bias = st.mean;
     return a;
 }
 
@@ -274,7 +293,6 @@ LaserAccuracy laserAccuracy(const LaserResult& laser, int width, const std::vect
         for (int c = 0; c < width; ++c)
             if (laserSeen[static_cast<std::size_t>(r) * width + c]) visible[static_cast<std::size_t>(r)] = 1;
     std::vector<double> err;
-    double sq = 0, sum = 0;
     for (int r = 0; r < h; ++r) {
         if (visible[static_cast<std::size_t>(r)]) ++a.rowsVisible;
         if (!laser.valid[static_cast<std::size_t>(r)]) continue;
@@ -292,19 +310,15 @@ LaserAccuracy laserAccuracy(const LaserResult& laser, int width, const std::vect
         if (zmax - zmin > 1.0) continue;  // a depth step inside the interpolation cell
         const double fx = x - c0, fy = y - r0;
         const double zt = (z00 * (1 - fx) + z01 * fx) * (1 - fy) + (z10 * (1 - fx) + z11 * fx) * fy;
-        const double e = laser.profile[static_cast<std::size_t>(r)][2] - zt;
-        err.push_back(std::fabs(e));
-        sq += e * e;
-        sum += e;
-        a.maxAbs = std::max(a.maxAbs, std::fabs(e));
+        err.push_back(laser.profile[static_cast<std::size_t>(r)][2] - zt);
     }
-    a.compared = static_cast<long>(err.size());
-    if (!err.empty()) {
-        a.rms = std::sqrt(sq / err.size());
-        a.bias = sum / err.size();
-        a.median = percentile(err, 0.5);
-        a.p95 = percentile(err, 0.95);
-    }
+    const ErrorStats st = errorStats(err);
+    a.compared = st.count;
+    a.median = st.median;
+    a.rms = st.rms;
+    a.p95 = st.p95;
+    a.maxAbs = st.maxAbs;
+    a.bias = st.mean;
     return a;
 }
 

@@ -81,6 +81,12 @@ StructuredResult runStructured(const Calibration& calib, const std::vector<Plane
                                const std::vector<Plane8>& cam2, const std::vector<std::uint8_t>& colourRgb,
                                const StructuredOptions& options);
 
+// Rectification, matching and triangulation of two decoded phase maps on the cameras' grids (mask
+// nonzero where decoded), then the filter chain when options.filters: the geometry stages of
+// runStructured without decoding and colour.
+StructuredResult triangulatePhases(const Calibration& calib, const std::vector<float> phase[2],
+                                   const std::vector<std::uint8_t> mask[2], const StructuredOptions& options);
+
 struct LaserResult {
     int height = 0;
     XELORAALGO::Point2dList points1, points2;  // undistorted sensor pixels (UndistortPoints2)

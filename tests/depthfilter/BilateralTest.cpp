@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-#include "StereoTestUtil.h"
+#include "stereo/StereoTestUtil.h"
 #include "XeloraAlgo.h"
 #include "depthfilter/Bilateralfilter.h"
 
