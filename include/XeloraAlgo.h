@@ -5,6 +5,24 @@
 // used by one thread at a time. All buffers are owned by the caller; per-pixel maps are row-major
 // arrays of ROI width x height elements (index row * width + col). A depth or coordinate value of
 // 0 marks a pixel without a result.
+//
+// Errors (the whole library follows one policy; docs/robustness.md lists every limit):
+//  - A member whose set-up is missing or stale (its tables not built, released by DeleteMemory1/2,
+//    or built for another ROI, downsampling step or offset) throws std::logic_error
+//    "<member>: <step> has not been run for this ROI", e.g. "CalRectifyMap1: CalKR has not been
+//    run for this ROI".
+//  - A parameter outside the range where the member's result is defined (a window, radius, degree
+//    or kernel too large or negative, a count outside what the member keeps, an ROI whose sensor
+//    positions do not fit in int or that is too small for fixed sample windows, a list shorter than
+//    the ROI height, a match index outside its list) throws std::invalid_argument
+//    "<member>: <parameter> must be ..., got <value>".
+//  - Both are thrown before anything is written: outputs, caller buffers and the handle's tables are
+//    as they were, and the handle stays usable.
+//  - Values inside buffers are data, never errors: NaN, infinities, huge and denormal values give a
+//    defined result (SORfilter treats a point whose coordinates are not finite in float as not
+//    valid and returns it as (0, 0, 0)).
+//  - No member allocates more than its working storage for the ROI and the lists it is given.
+//  - Buffers passed by pointer are trusted to have the documented size; containers are checked.
 #ifndef XELORAALGO_H
 #define XELORAALGO_H
 
@@ -103,7 +121,9 @@ public:
     // tables built for another ROI must be built again (CalKR, CalRectifyMap1/2, MatchI).
     void SetROIInfo(tagXeloraAlgoROIInfo* info);
     // Sensor pixels per ROI pixel (step) and a sub-pixel offset added to sensor positions; read by
-    // CalKR and CalRectifyMap1/2, so set it before them. Step 1, offset 0 on a new handle.
+    // CalKR and CalRectifyMap1/2, so set it before them. Step 1, offset 0 on a new handle. Checked by
+    // CalKR, CalRectifyMap1/2 and CalPoint: step * (size - 1) and the sensor positions step * index +
+    // ROI offset must fit in int (std::invalid_argument).
     void SetDownsamplingInfo(const int& step, const float& offset);
     // Writes cx1, pixel pitch (mm), cx2, cy1, focal length 1 (mm), focal length 2 (mm) of the last
     // CalKR, in that argument order; all 0 before any CalKR.
@@ -116,10 +136,12 @@ public:
     void SetCalibrationInfo(tagXeloraAlgoCalibrationInfo* info);
     // Stereo geometry of the ROI, step and offset in force: principal points, focal lengths (mm),
     // epipoles and five w * h engine tables (epipolar-line slopes, angles, line index). Needs
-    // SetROIInfo and SetCalibrationInfo.
+    // SetROIInfo and SetCalibrationInfo; std::invalid_argument when the sensor positions do not fit
+    // in int.
     void CalKR();
     // Rectification map of camera 1 (true) or 2 (false): two w * h double tables, each entry the ROI
-    // position in that camera's raw image (5-term distortion). Needs CalKR.
+    // position in that camera's raw image (5-term distortion). Needs CalKR for this ROI
+    // (std::logic_error).
     void CalRectifyMap1(const bool& firstCamera);
     // Undistortion map of camera 1 (true) or 2 (false) on the same grid (4-term distortion).
     void CalRectifyMap2(const bool& firstCamera);
@@ -130,7 +152,9 @@ public:
     // maps written in full. smoothPhase enables smoothRounds rounds of masked fringe smoothing with
     // smoothSigma (pixels). ignoredFlag is not read. 8 threads per pass (pixel bands, the last
     // w * h mod 8 pixels on the calling thread). UnDecGrayPhase1/2 decode the reversed code and
-    // phase; UnDecGrayPhase2 adds a vertical consistency check. The planes are not changed.
+    // phase; UnDecGrayPhase2 adds a vertical consistency check. The planes are not changed. With
+    // smoothing rounds, a sigma whose kernel radius trunc(1.5 * sigma) exceeds 65535 throws
+    // std::invalid_argument.
     void DecGrayPhase1(bool* validMask, float* modulationMap, float* averageMap, unsigned char** const patternImages,
                        const bool& ignoredFlag, const bool& smoothPhase, const int& smoothRounds,
                        const float& smoothSigma, float* absolutePhase);
@@ -153,7 +177,8 @@ public:
     // Cubic resampling of a float map in place through the engine's maps: 1 and 2 rectify camera 1
     // and camera 2 (need CalRectifyMap1(true / false)), 4 and 5 undistort them (need
     // CalRectifyMap2(true / false)). Pixels whose 4 x 4 source neighbourhood leaves the grid become 0.
-    // 2 threads (row bands): the last row of an odd h stays 0.
+    // 2 threads (row bands): the last row of an odd h stays 0. std::logic_error unless the map they
+    // use was built for this ROI; InterpFlag1/2 likewise.
     void InterpCubic1(float* map);
     void InterpCubic2(float* map);
     // Masked cubic resampling of `map` in place through the caller's w * h double maps mapX, mapY;
@@ -170,26 +195,29 @@ public:
     // Matching of the rectified phase maps (all five buffers w * h, on the rectified grid): MatchI
     // finds integer matches with a left-right check and writes matchMask (true where matched) and
     // the engine's match tables; MatchII refines them to sub-pixel columns (in the engine; matchMask
-    // may lose pixels). MatchI needs CalKR, MatchII needs MatchI. 8 threads (row bands): rows from
-    // 8 * (h / 8) on are not touched (matchMask as given, tables 0). The phase maps are read only.
+    // may lose pixels). MatchI needs CalKR, MatchII needs MatchI, for this ROI (std::logic_error).
+    // 8 threads (row bands): rows from 8 * (h / 8) on are not touched (matchMask as given, tables 0).
+    // The phase maps are read only.
     void MatchI(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
     void MatchII(bool* mask1, bool* mask2, bool* matchMask, float* phase1, float* phase2);
     // Triangulation into the w * h maps X, Y, Z (mm, camera 1's frame, on camera 1's undistorted
     // grid); mask in: matchMask, out: the valid points; count: their number. Optional bilateral
     // filter (spatial sigma in pixels, range sigma in mm; 8 threads) and masked smoothing
     // (smoothSigma, pixels) of the depths on the rectified grid. Needs CalKR, CalRectifyMap1(true)
-    // and MatchII.
+    // and MatchII for this ROI (std::logic_error); smoothSigma is limited as for the decoders.
     void CalPoint(bool* mask, float* X, float* Y, float* Z, int& count, const bool& useBilateral,
                   const int& bilateralSpatialSigma, const float& bilateralRangeSigma,
                   const bool& useSmoothing, const float& smoothSigma);
 
     // ---- depth-map filters ----
     // In place on a w * h float map: 3 x 3 order statistic of every nonzero interior pixel (order 0
-    // max, 4 median, 8 min); zeros and the border are unchanged.
+    // max, 4 median, 8 min); zeros and the border are unchanged. order outside 0 ... 8 throws
+    // std::invalid_argument.
     void MediaFilter(float* map, const int& order);
     // In place on the w * h point map X, Y, Z (mm) and mask: raster-order removal of points with
     // fewer than 2 * radius^2 neighbours (itself included) in the (2 radius + 1)^2 window within
-    // `distance` (mm) in 3-D; removed points become (0, 0, 0) with mask false.
+    // `distance` (mm) in 3-D; removed points become (0, 0, 0) with mask false. radius < 0 throws
+    // std::invalid_argument.
     void Outlierdetect(float* X, float* Y, float* Z, bool* mask, const int& radius, const float& distance);
     // In place on two w * h depth maps and their masks: drops pixels (value 0, mask false) whose
     // central-difference gradient (clamped at 255) is not below gradientLimit, when passLevel is in
@@ -226,17 +254,20 @@ public:
     // truncated and clamped at 255.
     void CalPreview(unsigned char* preview, float* m1, float* m2, float* m3, float* m4);
     // True when the integer mean of the width * height bytes of `image` is below threshold (sizes from
-    // the arguments, not the ROI).
+    // the arguments, not the ROI). Negative width or height throws std::invalid_argument.
     bool CalPixelAverage(unsigned char* image, const int& width, const int& height, const int& threshold);
     // Exposure proposal from three two-camera frames captured at rising exposure times: a straight
     // line through their mean levels, solved for `target`, kept within [lower, upper], unchanged
     // when within 2 of `current`. Doubles the first three exposureTimes in place (the caller's array
-    // keeps the doubled values).
+    // keeps the doubled values). pairCount outside 1 ... 3 throws std::invalid_argument (the times
+    // are then not doubled).
     int AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
                      const int& target, const int& lower, const int& upper, const int& current);
     // Exposure proposal from the w * h modulation and average maps of both cameras (as the decoders
     // write them): samples of a central block and twelve 50 x 50 windows predict the level at
     // `current`, scaled toward `target` and kept within [lower, upper]; 25 when no sample qualifies.
+    // The ROI must hold the twelve windows (e.g. 400 x 313 or 329 x 329 and up), else
+    // std::invalid_argument.
     int AutoExposure(const double& current, float* modulation1, float* modulation2, float* average1,
                      float* average2, const int& lower, const int& upper, const int& target);
     // One step of a feedback loop on the mean grey level of two w * h images toward `target`: the next
@@ -248,14 +279,16 @@ public:
     // Short and long exposure proposals (results[0], results[1]) from three two-camera frames captured
     // at exposureTimes: the bright and dark quantiles (quantile `divisor`) of the pixels whose rise
     // lies in the mode's band (mode 0: 15 .. 200, 1: 0 .. 100, other: 0 .. 200), solved for `target`,
-    // kept within [lower, upper]. AutoHDR2 normalises the mean levels differently.
+    // kept within [lower, upper]. AutoHDR2 normalises the mean levels differently. pairCount outside
+    // 1 ... 3 or upper == INT_MIN throw std::invalid_argument; a divisor below 2 is taken as 2.
     void AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
     void AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes, const int& pairCount,
                   const int& divisor, const int& target, const int& lower, const int& upper, int* results);
     // Merges `count` two-camera frames of a short and a long exposure pixel by pixel (long unless it
     // saturates in the last four frames) and splits them into count w * h planes per camera (out1:
-    // camera 1, out2: camera 2).
+    // camera 1, out2: camera 2). With count < 4 the frames there are decide (count <= 0: nothing is
+    // written).
     void CalHDRFuse(unsigned char** const shortSeq, unsigned char** const longSeq, unsigned char** const out1,
                     unsigned char** const out2, const int& count);
     // Halve images in both directions: source rows of 2 * W bytes, H rows (H even); output W bytes by
@@ -300,7 +333,8 @@ public:
     // coordinates, same list and mask conventions as lineExtract4, no border band. Runs of 1-2
     // pixels count only where offsetY + column lies strictly between narrowRunSpan/3 and twice that;
     // the mean line column over sensor rows rowBandSpan/3 .. 2*(rowBandSpan/3) steers the neighbour
-    // passes. q1, q2 and range are not used.
+    // passes. q1, q2 and range are not used. Both extractors throw std::invalid_argument for a
+    // points list shorter than the ROI height.
     void lineExtract5(unsigned char* image, Point2dList& points, bool* mask, const int& q1, const int& q2,
                       const std::array<int, 2>& range, const int& narrowRunSpan, const int& rowBandSpan);
     // Stripe tracker on the weight map v*v/255 (> 20): replaces `points` with height entries
@@ -317,10 +351,13 @@ public:
     // Pairs rows of list 1 (undistorted sensor pixels) with rows of list 2 through the record's
     // fundamental matrix F (residual |q^T F p|, p from list 1, q from list 2, below 0.1; search
     // rows i-200 .. i+199). matches[i] = partner row; mask1[i] cleared when none is accepted.
+    // Lists and matches shorter than the ROI height throw std::invalid_argument.
     void MatchLine(const Point2dList& points1, const Point2dList& points2, bool* mask1, bool* mask2,
                    std::vector<int>& matches);
     // Triangulates matched rows: cloud = height entries (X, Y, Z) in camera-1 coordinates, in the
     // unit of TLine ((0, 0, 0) for rows with mask false); pixelDepth = (x1, y1, Z) per valid row.
+    // points1 or matches shorter than the ROI height, or matches[i] of a masked row outside points2,
+    // throw std::invalid_argument (also for Calpoint_smooth).
     void Calpoint(const Point2dList& points1, const Point2dList& points2, bool* mask, const std::vector<int>& matches,
                   Point3dList& cloud, Point3dList& pixelDepth);
     // As Calpoint's cloud, using FitLineFunction_V-smoothed lists where that keeps the profile closer
@@ -330,20 +367,22 @@ public:
     // Local straight-line fit x = a*y + b over 2*halfWindow neighbouring entries, in place.
     void FitLineFunction_V(Point2dList& points, const int& halfWindow, const bool& enable);
     // Gaussian smoothing (2*halfWindow + 1 taps) of the non-zero x values, not across jumps >= 5.
+    // Fewer non-zero entries than taps (any halfWindow that large) leave the list unchanged.
     void Gaussianfilter(Point2dList& points, const int& halfWindow);
 
     // ---- point clouds ----
     // Statistical outlier removal (valid: z > 0) with a kd-tree over the k nearest neighbours, in
     // place; removed points become (0, 0, 0). k < 1 or k above the number of valid points (with at
     // least 10 of them) throws std::invalid_argument and leaves the cloud untouched. The kd-tree
-    // search state is process-wide: calls are serialised across handles.
+    // search state is process-wide: calls are serialised across handles. A point with z > 0 whose
+    // coordinates are not finite in float is not valid: it is returned as (0, 0, 0).
     void SORfilter(Point3dList& cloud, const int& k, const float& multiplier);
     // Outlier removal (valid: z > 200) over windows of 21 consecutive valid points, in place, each
     // point's mean distance taken over its k smallest window distances; the third argument is not
     // used.
     void sorFilter(Point3dList& cloud, const int& k, const double& unused);
     // Depth smoothing in place of an organised w * h point map (mm) within a (2r+1)^2 window and a
-    // 3-D radius (mm).
+    // 3-D radius (mm). r < 0 throws std::invalid_argument.
     void CloudSmooth(Point3dList& map, const int& r, const float& radius);
     // Gaussian depth smoothing in place along the sequence of valid points (x != 0), 2r + 1 taps.
     void Gaussianfilter_PMR(Point3dList& cloud, const int& r);
@@ -376,7 +415,8 @@ public:
     void PlaneFitPoly55(const Point3dList& points, std::vector<float>& coefficients);
     void PlaneFitPoly1010(const Point3dList& points, std::vector<float>& coefficients);
     // Coefficients c0 .. c_degree (ascending powers) of the least-squares polynomial through (x[k], y[k]);
-    // a negative degree gives an empty vector.
+    // a negative degree gives an empty vector; degree > 100 or y shorter than x throws
+    // std::invalid_argument.
     std::vector<double> polynomialFit(const std::vector<double>& x, const std::vector<double>& y,
                                       const int& degree);
     // c0 + c1 x + c2 x^2 + ... (0 for an empty vector).

@@ -77,18 +77,6 @@ void bindImagingExposure(HandleClass& c) {
             auto b = need<float>(name, "modulation2", mod2, s);
             auto cc = need<float>(name, "average1", avg1, s);
             auto d = need<float>(name, "average2", avg2, s);
-            // The sample windows are read without bounds checks: they must lie inside the maps.
-            const int sw = r.width / 40;
-            const int r1 = static_cast<int>(0.125f * static_cast<float>(r.height));
-            const int c1 = static_cast<int>(0.125f * static_cast<float>(r.width));
-            const int r8 = static_cast<int>(0.875f * static_cast<float>(r.height));
-            const int c8 = static_cast<int>(0.875f * static_cast<float>(r.width));
-            if (r1 < sw || c1 < sw || r8 - sw + 49 >= r.height || c8 - sw + 49 >= r.width)
-                setupError(name,
-                           "the map form samples 50 x 50 windows at 1/8 ... 7/8 of the ROI, which do not fit "
-                           "into a " +
-                               std::to_string(r.width) + " x " + std::to_string(r.height) +
-                               " ROI (at least about 400 x 400 is needed)");
             return h.run(name, r, [&] {
                 return h.algo.AutoExposure(current, const_cast<float*>(a.data()), const_cast<float*>(b.data()),
                                            const_cast<float*>(cc.data()), const_cast<float*>(d.data()), lower, upper,
@@ -97,7 +85,8 @@ void bindImagingExposure(HandleClass& c) {
         },
         py::arg("current"), py::arg("modulation1"), py::arg("modulation2"), py::arg("average1"), py::arg("average2"),
         py::arg("lower"), py::arg("upper"), py::arg("target"),
-        "Map form: proposes an exposure from the modulation and average maps (float32 (h, w)) of both cameras.");
+        "Map form: proposes an exposure from the modulation and average maps (float32 (h, w)) of both cameras. "
+        "ValueError (from the library) when the ROI is too small for its twelve 50 x 50 sample windows.");
     c.def(
         "BinarySearch_updataET",
         [](Handle& h, const py::object& image1, const py::object& image2, double lower, double upper, int target,

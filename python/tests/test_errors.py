@@ -204,7 +204,10 @@ def test_parameters_outside_their_range_raise_value_error(stereo_state):
 
 def test_map_form_of_auto_exposure_needs_an_roi_that_holds_its_windows(stereo_state):
     capture, algo, (m1, m2, match, p1, p2) = stereo_state
-    with pytest.raises(RuntimeError, match=r"AutoExposure: the map form samples 50 x 50 windows .* 160 x 128 ROI"):
+    # the library's own check (an ROI too small for a member's fixed windows is a bad argument)
+    with pytest.raises(ValueError, match=re.escape("AutoExposure: ROI width must hold the 50 x 50 sample windows "
+                                                   "(trunc(size / 8) >= width / 40 and trunc(7 size / 8) - width / "
+                                                   "40 + 49 < size), got 160")):
         algo.AutoExposure(10.0, p1, p1, p1, p1, 1, 100, 128)
     big = xelora.XeloraAlgo()
     big.SetROIInfo(xelora.ROI(480, 416))
@@ -251,3 +254,28 @@ def test_head_and_sim_check_their_inputs(capture):
         xelora.sim.render(100, 64)
     with pytest.raises(ValueError, match="render: --scene: unknown scene"):
         xelora.sim.render(64, 64, "moon")
+
+
+def test_errors_the_library_itself_raises_become_python_exceptions(capture):
+    """Checks that only the library makes (a set-up made stale by the downsampling, a negative radius,
+    sensor positions outside int) arrive as RuntimeError and ValueError with the library's text."""
+    algo = ready(capture)
+    phase = np.full((H, W), 3.0, np.float32)
+    algo.SetDownsamplingInfo(2, 0.0)
+    with pytest.raises(RuntimeError) as err:
+        algo.InterpCubic1(phase)
+    assert str(err.value) == "InterpCubic1: CalRectifyMap1(true) has not been run for this ROI"
+    assert not isinstance(err.value, ValueError)
+    algo.SetDownsamplingInfo(1, 0.0)  # the set-up the maps were built for: valid again
+    assert algo.InterpCubic1(phase).shape == (H, W)
+
+    X, Y, Z = (np.full((H, W), v, np.float32) for v in (1.0, 2.0, 500.0))
+    mask = np.ones((H, W), bool)
+    with pytest.raises(ValueError, match=re.escape("Outlierdetect: radius must be >= 0, got -2147483648")):
+        algo.Outlierdetect(X, Y, Z, mask, -2**31, 5.0)
+    with pytest.raises(ValueError, match=re.escape("CloudSmooth: r must be >= 0, got -1")):
+        algo.CloudSmooth(np.zeros((H * W, 3)), -1, 1.0)
+    algo.SetDownsamplingInfo(2**30, 0.0)
+    with pytest.raises(ValueError, match=re.escape(
+            "CalKR: downsampleStep * (width - 1) must be in [-2147483648, 2147483647], got 170724950016")):
+        algo.CalKR()

@@ -122,4 +122,9 @@ def test_a_shared_handle_released_by_another_thread_raises_instead_of_crashing(c
         t.start()
     for t in threads:
         t.join()
-    assert all(m.startswith(("CalRectifyMap1: needs", "InterpCubic1: needs")) for m in refused)
+    # Refused by the binding's own check, or (when the release comes between that check and the
+    # call) by the library's.
+    library = {"CalRectifyMap1: CalKR has not been run for this ROI",
+               "InterpCubic1: CalRectifyMap1(true) has not been run for this ROI"}
+    assert all(m.startswith(("CalRectifyMap1: needs", "InterpCubic1: needs")) or m in library for m in refused), \
+        set(refused)

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "cloud.h"
+#include "frame/Checks.h"
 
 namespace XELORAALGO {
 namespace cloud {
@@ -36,6 +37,13 @@ struct AnnPointsDeleter {
 };
 using AnnPoints = std::unique_ptr<ANNpoint[], AnnPointsDeleter>;
 
+// A point with z > 0 is searched only when its coordinates, rounded to float, are finite: the
+// kd-tree cannot place a NaN or an infinity.
+bool finiteAsFloat(const std::array<double, 3>& p) {
+    return std::isfinite(static_cast<float>(p[0])) && std::isfinite(static_cast<float>(p[1])) &&
+           std::isfinite(static_cast<float>(p[2]));
+}
+
 }  // namespace
 
 bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& index, std::vector<float>& mean) {
@@ -44,7 +52,7 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
     mean.clear();
     std::vector<float> coord;
     for (std::size_t i = 0; i < cloud.size(); ++i) {
-        if (cloud[i][2] > 0.0) {
+        if (cloud[i][2] > 0.0 && finiteAsFloat(cloud[i])) {
             index.push_back(static_cast<std::int32_t>(i));
             coord.push_back(static_cast<float>(cloud[i][0]));
             coord.push_back(static_cast<float>(cloud[i][1]));
@@ -57,8 +65,8 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
         return false;
     }
     if (k < 1 || k > n) {
-        throw std::invalid_argument("SORfilter: k = " + std::to_string(k) +
-                                    " must lie in 1 ... number of valid points (" + std::to_string(n) + ")");
+        checks::badArgument("SORfilter", "k", "must be in [1, " + std::to_string(n) + "], the number of valid points",
+                            k);
     }
 
     // 2.-3. kd-tree over all valid points and one k-nearest search per point. The returned squared
@@ -110,7 +118,12 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
 void SORfilter(Cloud& cloud, int k, float multiplier) {
     std::vector<std::int32_t> index;
     std::vector<float> mean;
-    if (!sorMeanDistances(cloud, k, index, mean)) return;
+    const bool enough = sorMeanDistances(cloud, k, index, mean);
+    // Points with z > 0 and a coordinate that is not finite in float are not valid: they come back
+    // as (0, 0, 0), like removed points.
+    for (auto& p : cloud)
+        if (p[2] > 0.0 && !finiteAsFloat(p)) p = {0.0, 0.0, 0.0};
+    if (!enough) return;
     const int n = static_cast<int>(index.size());
 
     // 4.-6. Statistics of the positive means, all in float.

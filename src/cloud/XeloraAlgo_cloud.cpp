@@ -1,5 +1,6 @@
 // Point-cloud members of the exported handle: each forwards to its operation in cloud::.
 #include "cloud.h"
+#include "frame/Checks.h"
 
 namespace XELORAALGO {
 
@@ -12,6 +13,7 @@ void XeloraAlgo::sorFilter(std::vector<std::array<double, 3>>& cloud, const int&
 }
 
 void XeloraAlgo::CloudSmooth(std::vector<std::array<double, 3>>& map, const int& r, const float& radius) {
+    checks::requireAtLeast("CloudSmooth", "r", r, 0);
     cloud::CloudSmooth(*engine_, map, r, radius);
 }
 

@@ -25,13 +25,16 @@ using Cloud = std::vector<std::array<double, 3>>;
 // Removes points (z > 0 are valid) whose mean distance to their k nearest neighbours (the point
 // itself included, found with an ANN kd-tree over float-rounded coordinates, zero distances left out)
 // exceeds mean + multiplier * stddev of those means over the cloud; points whose neighbours all
-// coincide with them are removed too. Fewer than 10 valid points: nothing happens.
+// coincide with them are removed too. Fewer than 10 valid points: nothing happens. A point with z > 0
+// and a coordinate that is not finite once rounded to float is not valid: it is left out of the tree
+// and set to (0, 0, 0).
 // k < 1 or k > number of valid points (with at least 10 valid points) throws std::invalid_argument
 // naming k and the valid count, before anything is built; the cloud is then left untouched.
 // Serialised process-wide: the kd-tree library keeps its search state in global variables.
 void SORfilter(Cloud& cloud, int k, float multiplier);
 
-// First half of SORfilter: the valid list (cloud indices of the points with z > 0) and each valid
+// First half of SORfilter: the valid list (cloud indices of the points with z > 0 and finite float
+// coordinates) and each valid
 // point's mean distance to its k nearest neighbours (0 where all of them coincide with it).
 // Returns false, with both vectors empty, when there are fewer than 10 valid points; throws like
 // SORfilter for a bad k.

@@ -1,11 +1,16 @@
 // Exported members of the depth-map filters: each forwards to its engine operation.
 #include "depthfilter.h"
+#include "frame/Checks.h"
 
 namespace XELORAALGO {
 
-void XeloraAlgo::MediaFilter(float* map, const int& order) { depthfilter::MediaFilter(*engine_, map, order); }
+void XeloraAlgo::MediaFilter(float* map, const int& order) {
+    checks::requireInRange("MediaFilter", "order", order, 0, 8);
+    depthfilter::MediaFilter(*engine_, map, order);
+}
 
 void XeloraAlgo::Outlierdetect(float* X, float* Y, float* Z, bool* mask, const int& radius, const float& distance) {
+    checks::requireAtLeast("Outlierdetect", "radius", radius, 0);
     depthfilter::Outlierdetect(*engine_, X, Y, Z, mask, radius, distance);
 }
 

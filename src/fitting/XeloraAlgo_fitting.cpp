@@ -1,6 +1,9 @@
 // Surface and curve fitting members of the exported handle: each forwards to its operation in
 // fitting:: (none of them reads the engine).
+#include <string>
+
 #include "fitting.h"
+#include "frame/Checks.h"
 
 namespace XELORAALGO {
 
@@ -26,6 +29,11 @@ void XeloraAlgo::PlaneFitPoly1010(const Point3dList& points, std::vector<float>&
 
 std::vector<double> XeloraAlgo::polynomialFit(const std::vector<double>& x, const std::vector<double>& y,
                                               const int& degree) {
+    // The normal equations hold (degree + 1)^2 doubles; beyond degree 100 they mean nothing in double.
+    // A negative degree gives an empty vector.
+    checks::requireAtMost("polynomialFit", "degree", degree, 100);
+    if (y.size() < x.size())
+        checks::badArgument("polynomialFit", "y.size()", "must be >= x.size() " + std::to_string(x.size()), y.size());
     return fitting::polynomialFit(x, y, degree);
 }
 

@@ -8,6 +8,7 @@
 #define XELORAALGO_SRC_FRAME_ALGOENGINE_H
 
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "XeloraAlgo.h"
@@ -19,6 +20,15 @@ constexpr int kLutSide = 511;
 
 // Index of (a, b) in phaseAtanLut / modulationLut: row a = 255 first, column b = 255 first.
 inline int lutIndex(int a, int b) { return (255 - a) * kLutSide + (255 - b); }
+
+// The ROI and downsampling a table was built for; `built` is false for a table that has not been
+// built or has been released.
+struct SetupStamp {
+    bool built = false;
+    tagXeloraAlgoROIInfo roi{};
+    std::int32_t step = 0;
+    float offset = 0.0f;
+};
 
 struct AlgoEngine {
     tagXeloraAlgoROIInfo roi{};
@@ -55,8 +65,32 @@ struct AlgoEngine {
     std::int32_t downsampleStep = 1;
     float downsampleOffset = 0.0f;
 
+    // What the tables above were built for: CalKR's geometry tables, CalRectifyMap1's and
+    // CalRectifyMap2's maps per camera (index 0 camera 1), MatchI's and MatchII's match tables.
+    SetupStamp geometryBuiltFor;
+    SetupStamp rectMapBuiltFor[2];
+    SetupStamp undistMapBuiltFor[2];
+    SetupStamp matchBuiltFor;
+    SetupStamp subpixelBuiltFor;
+
     // Builds the sine/cosine values and the two lookup tables.
     AlgoEngine();
+
+    // The ROI and downsampling in force, as a built stamp.
+    SetupStamp currentSetup() const {
+        SetupStamp s;
+        s.built = true;
+        s.roi = roi;
+        s.step = downsampleStep;
+        s.offset = downsampleOffset;
+        return s;
+    }
+    // True when `stamp` was built for the ROI and downsampling in force (offsets compared bit for bit).
+    bool isCurrent(const SetupStamp& stamp) const {
+        return stamp.built && stamp.roi.offsetX == roi.offsetX && stamp.roi.offsetY == roi.offsetY &&
+               stamp.roi.width == roi.width && stamp.roi.height == roi.height && stamp.step == downsampleStep &&
+               std::memcmp(&stamp.offset, &downsampleOffset, sizeof(float)) == 0;
+    }
 
     int width() const { return roi.width; }
     int height() const { return roi.height; }

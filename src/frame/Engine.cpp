@@ -28,6 +28,8 @@ void releaseMatchTables(AlgoEngine& e) {
     releaseTable(e.matchColumn);
     releaseTable(e.matchSide);
     releaseTable(e.subpixelColumn);
+    e.matchBuiltFor = SetupStamp{};
+    e.subpixelBuiltFor = SetupStamp{};
 }
 
 void releaseGeometryTables(AlgoEngine& e) {
@@ -44,6 +46,8 @@ void releaseGeometryTables(AlgoEngine& e) {
     releaseTable(e.epipoleLineSlope);
     releaseTable(e.mappedLineAngle);
     releaseTable(e.epipoleLineAngle);
+    e.geometryBuiltFor = SetupStamp{};
+    for (int k = 0; k < 2; ++k) e.rectMapBuiltFor[k] = e.undistMapBuiltFor[k] = SetupStamp{};
 }
 
 }  // namespace XELORAALGO

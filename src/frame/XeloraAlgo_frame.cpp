@@ -36,8 +36,31 @@ void XeloraAlgo::DeleteMemory1() { releaseMatchTables(*engine_); }
 void XeloraAlgo::DeleteMemory2() { releaseGeometryTables(*engine_); }
 
 void XeloraAlgo::SetCalibrationInfo(tagXeloraAlgoCalibrationInfo* info) { engine_->calib = *info; }
-void XeloraAlgo::CalKR() { frame::CalKR(*engine_); }
-void XeloraAlgo::CalRectifyMap1(const bool& firstCamera) { frame::CalRectifyMap1(*engine_, firstCamera); }
-void XeloraAlgo::CalRectifyMap2(const bool& firstCamera) { frame::CalRectifyMap2(*engine_, firstCamera); }
+// The builders check first, then mark their tables as built for the ROI and downsampling in force
+// (unmarked while they are rebuilt, so a build that throws leaves no stale mark).
+void XeloraAlgo::CalKR() {
+    AlgoEngine& e = *engine_;
+    frame::requireSensorPositionsFit(e, "CalKR");
+    e.geometryBuiltFor = SetupStamp{};
+    frame::CalKR(e);
+    e.geometryBuiltFor = e.currentSetup();
+}
+void XeloraAlgo::CalRectifyMap1(const bool& firstCamera) {
+    AlgoEngine& e = *engine_;
+    frame::requireBuilt(e, e.geometryBuiltFor, "CalRectifyMap1", "CalKR");
+    frame::requireSensorPositionsFit(e, "CalRectifyMap1");
+    SetupStamp& stamp = e.rectMapBuiltFor[firstCamera ? 0 : 1];
+    stamp = SetupStamp{};
+    frame::CalRectifyMap1(e, firstCamera);
+    stamp = e.currentSetup();
+}
+void XeloraAlgo::CalRectifyMap2(const bool& firstCamera) {
+    AlgoEngine& e = *engine_;
+    frame::requireSensorPositionsFit(e, "CalRectifyMap2");
+    SetupStamp& stamp = e.undistMapBuiltFor[firstCamera ? 0 : 1];
+    stamp = SetupStamp{};
+    frame::CalRectifyMap2(e, firstCamera);
+    stamp = e.currentSetup();
+}
 
 }  // namespace XELORAALGO

@@ -20,6 +20,14 @@ void CalRectifyMap1(AlgoEngine& engine, bool firstCamera);
 // every ROI pixel, without rectification (k1, k2, p1, p2 only).
 void CalRectifyMap2(AlgoEngine& engine, bool firstCamera);
 
+// Throws std::logic_error "<member>: <step> has not been run for this ROI" unless `stamp` was built
+// for the ROI and downsampling in force.
+void requireBuilt(const AlgoEngine& engine, const SetupStamp& stamp, const char* member, const char* step);
+
+// Throws std::invalid_argument unless downsampleStep * index and downsampleStep * index + offset fit
+// in int for every ROI column (offsetX) and row (offsetY).
+void requireSensorPositionsFit(const AlgoEngine& engine, const char* member);
+
 }  // namespace frame
 }  // namespace XELORAALGO
 

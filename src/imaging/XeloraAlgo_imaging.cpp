@@ -1,8 +1,38 @@
 // Exported imaging members: each forwards to its operation in XELORAALGO::imaging.
+#include <limits>
+
 #include "frame/AlgoEngine.h"
+#include "frame/Checks.h"
 #include "imaging.h"
 
 namespace XELORAALGO {
+
+namespace {
+
+// The map form of AutoExposure samples twelve 50 x 50 windows whose corners lie at 1/8 ... 7/8 of
+// the ROI less w / 40 (products in float, truncated): the ROI must hold all of them.
+void checkSampleWindows(const AlgoEngine& e) {
+    const int w = e.width(), h = e.height();
+    const int s = w / 40;
+    const auto holds = [s](int size) {
+        const long long first = static_cast<long long>(static_cast<float>(size) * 0.125f) - s;
+        const long long last = static_cast<long long>(static_cast<float>(size) * 0.875f) - s + 49;
+        return first >= 0 && last < size;
+    };
+    const char* need = "must hold the 50 x 50 sample windows (trunc(size / 8) >= width / 40 and "
+                       "trunc(7 size / 8) - width / 40 + 49 < size)";
+    if (!holds(w)) checks::badArgument("AutoExposure", "ROI width", need, w);
+    if (!holds(h)) checks::badArgument("AutoExposure", "ROI height", need, h);
+}
+
+// AutoHDR1 / AutoHDR2 keep sums for three captures and propose upper - 1 for the short exposure. (A
+// divisor below 2 is taken as 2.)
+void checkHdrArguments(const char* member, int pairCount, int upper) {
+    checks::requireInRange(member, "pairCount", pairCount, 1, 3);
+    checks::requireAtLeast(member, "upper", upper, std::numeric_limits<int>::min() + 1);
+}
+
+}  // namespace
 
 void XeloraAlgo::CalRGB(float* X, float* Y, float* Z, bool* mask, const int& zMin, const int& zMax) {
     imaging::CalRGB(*engine_, X, Y, Z, mask, zMin, zMax);
@@ -24,11 +54,15 @@ void XeloraAlgo::CalPreview(unsigned char* preview, float* m1, float* m2, float*
 
 bool XeloraAlgo::CalPixelAverage(unsigned char* image, const int& width, const int& height,
                                  const int& threshold) {
+    // Two negative sizes would multiply to a positive byte count.
+    checks::requireAtLeast("CalPixelAverage", "width", width, 0);
+    checks::requireAtLeast("CalPixelAverage", "height", height, 0);
     return imaging::CalPixelAverage(image, width, height, threshold);
 }
 
 int XeloraAlgo::AutoExposure(unsigned char** const captures, double* exposureTimes, const int& pairCount,
                              const int& target, const int& lower, const int& upper, const int& current) {
+    checks::requireInRange("AutoExposure", "pairCount", pairCount, 1, 3);
     return imaging::AutoExposure(*engine_, captures, exposureTimes, pairCount, target, lower, upper,
                                  current);
 }
@@ -36,6 +70,7 @@ int XeloraAlgo::AutoExposure(unsigned char** const captures, double* exposureTim
 int XeloraAlgo::AutoExposure(const double& current, float* modulation1, float* modulation2,
                              float* average1, float* average2, const int& lower, const int& upper,
                              const int& target) {
+    checkSampleWindows(*engine_);
     return imaging::AutoExposure(*engine_, current, modulation1, modulation2, average1, average2, lower,
                                  upper, target);
 }
@@ -52,6 +87,7 @@ int XeloraAlgo::GetTh(const std::vector<unsigned char>& values, const int& lower
 void XeloraAlgo::AutoHDR1(unsigned char** const captures, const int& mode, double* exposureTimes,
                           const int& pairCount, const int& divisor, const int& target, const int& lower,
                           const int& upper, int* results) {
+    checkHdrArguments("AutoHDR1", pairCount, upper);
     imaging::AutoHDR1(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
                       results);
 }
@@ -59,6 +95,7 @@ void XeloraAlgo::AutoHDR1(unsigned char** const captures, const int& mode, doubl
 void XeloraAlgo::AutoHDR2(unsigned char** const captures, const int& mode, double* exposureTimes,
                           const int& pairCount, const int& divisor, const int& target, const int& lower,
                           const int& upper, int* results) {
+    checkHdrArguments("AutoHDR2", pairCount, upper);
     imaging::AutoHDR2(*engine_, captures, mode, exposureTimes, pairCount, divisor, target, lower, upper,
                       results);
 }
