@@ -5,6 +5,8 @@
 
 #include <mpfr.h>
 
+#include "MpfrValue.h"
+
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -19,13 +21,6 @@ namespace detail = XELORAALGO::num::detail;
 
 namespace {
 
-struct Mpfr {
-    mpfr_t v;
-    explicit Mpfr(int precision = 300) { mpfr_init2(v, precision); }
-    ~Mpfr() { mpfr_clear(v); }
-    Mpfr(const Mpfr&) = delete;
-    Mpfr& operator=(const Mpfr&) = delete;
-};
 
 // The float nearest to f(x) (float exponent range and subnormals).
 float mpfrFloat(int (*f)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t), float x) {

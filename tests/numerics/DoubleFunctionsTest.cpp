@@ -7,6 +7,8 @@
 
 #include <mpfr.h>
 
+#include "MpfrValue.h"
+
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -26,15 +28,10 @@ dd::DD atanFastForTest(dd::DD t, double& err);
 
 namespace {
 
+constexpr int kBits = 2400;  // enough for arguments up to 2^1024
+
 using MpfrFn = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 
-struct Mpfr {
-    mpfr_t v;
-    explicit Mpfr(int precision = 2400) { mpfr_init2(v, precision); }
-    ~Mpfr() { mpfr_clear(v); }
-    Mpfr(const Mpfr&) = delete;
-    Mpfr& operator=(const Mpfr&) = delete;
-};
 
 std::uint64_t bitsOf(double d) {
     std::uint64_t b;
@@ -86,7 +83,7 @@ double absoluteError(dd::DD got, const mpfr_t exact) {
 }  // namespace
 
 TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
-    Mpfr pi, v, rest;
+    Mpfr pi(kBits), v(kBits), rest(kBits);
     mpfr_const_pi(pi.v, MPFR_RNDN);
     auto expectPair = [&](const dd::DD& got, const char* what, int i) {
         const double hi = mpfr_get_d(v.v, MPFR_RNDN);
@@ -135,9 +132,9 @@ TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
 
 TEST(NumericsDouble, SpecialValuesFollowAnnexF) {
     const double inf = INFINITY, nan = NAN, tiny = 0x1p-1074, small = 0x1.8p-30;
-    Mpfr pi;
+    Mpfr pi(kBits);
     mpfr_const_pi(pi.v, MPFR_RNDN);
-    Mpfr t;
+    Mpfr t(kBits);
     auto piTimes = [&](int num, int den) {
         mpfr_mul_si(t.v, pi.v, num, MPFR_RNDN);
         mpfr_div_si(t.v, t.v, den, MPFR_RNDN);
@@ -189,7 +186,7 @@ TEST(NumericsDouble, SpecialValuesFollowAnnexF) {
 
 TEST(NumericsDouble, HardCasesRoundCorrectly) {
     std::mt19937_64 rng(14);
-    Mpfr pi, k, t;
+    Mpfr pi(kBits), k(kBits), t(kBits);
     mpfr_const_pi(pi.v, MPFR_RNDN);
     // The doubles nearest to k pi/2, and their neighbours, over the whole exponent range (the
     // reduced argument loses up to 61 leading bits there).

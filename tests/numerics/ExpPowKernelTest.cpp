@@ -5,6 +5,8 @@
 
 #include <mpfr.h>
 
+#include "MpfrValue.h"
+
 #include <cmath>
 #include <random>
 
@@ -22,13 +24,6 @@ double powPositivePlain(double x, double y);
 
 namespace {
 
-struct Mpfr {
-    mpfr_t v;
-    Mpfr() { mpfr_init2(v, 300); }
-    ~Mpfr() { mpfr_clear(v); }
-    Mpfr(const Mpfr&) = delete;
-    Mpfr& operator=(const Mpfr&) = delete;
-};
 
 // |value - exact| for value = hi + lo (times 2^scale), in units of |exact| when relative.
 double errorOf(double hi, double lo, int scale, const mpfr_t exact, bool relative) {
