@@ -1,5 +1,7 @@
-// atanf, atan2f and acosf: float in, correctly rounded float out, all through one arc-tangent
-// kernel of a non-negative double (relative error below 2^-50) and its double-double counterpart.
+// atanf, atan2f and acosf: float in, correctly rounded float out. atanf and atan2f go through one
+// arc-tangent kernel of a non-negative double, acosf through a square root and a polynomial
+// (LaneKernels.h); the results too close to a float rounding boundary go to the double-double
+// arc tangent.
 #include "LaneKernels.h"
 #include "numerics.h"
 
@@ -18,13 +20,19 @@ float withSign(float v, bool negative) { return negative ? -v : v; }
 }  // namespace
 
 float atanf(float x) {
-    if (x != x) return x + x;
+    if (!(x - x == 0.0f)) return x != x ? x + x : withSign(static_cast<float>(detail::kPio2Hi), x < 0.0f);
     const bool negative = x < 0.0f;
-    const double t = negative ? -static_cast<double>(x) : static_cast<double>(x);
-    const double y = detail::atanKernelV(t);
+    const float ax = negative ? -x : x;
+    if (ax < 0x1p-125f) return x;  // atan x = x (1 - x^2/3 + ...) rounds to x (and keeps -0)
+    const double t = ax;
+    const double y = detail::atanTableV(t);
     float out;
-    if (!detail::settles(y, y * detail::kMargin, out)) out = dd::toFloat(detail::atanAccurate(dd::make(t)));
-    return withSign(out, negative || (x == 0.0f && 1.0f / x < 0.0f));
+    if (detail::roundsSafely(y, detail::kAtanUlps)) {
+        out = static_cast<float>(y);
+    } else {
+        out = dd::toFloat(detail::atanAccurate(dd::make(t)));
+    }
+    return withSign(out, negative);
 }
 
 float atan2f(float y, float x) {
@@ -46,10 +54,13 @@ float atan2f(float y, float x) {
     } else {
         q = ax == 0.0 ? infinity : ay / ax;
     }
-    const double a = detail::atanKernelV(q);
+    const double a = detail::atanTableV(q < 0x1p100 ? q : 0x1p100);
     const double v = xNegative ? detail::kPiHi - (a - detail::kPiLo) : a;
-    float out;
-    if (!detail::settles(v, v * detail::kMargin, out)) {
+    // Results below 2^-125 may be subnormal floats: there the real-valued test decides.
+    float out = static_cast<float>(v);
+    const bool settled = v >= 0x1p-125 ? detail::roundsSafely(v, detail::kAtanUlps)
+                                       : detail::settles(v, v * detail::kAtanMargin, out);
+    if (!settled) {
         // q again as a double-double: |y| - qh |x| is exact.
         DD qd = dd::make(q);
         if (yFinite && xFinite && ax != 0.0 && ay != 0.0) {
@@ -67,19 +78,9 @@ float acosf(float x) {
     if (x != x) return x + x;
     if (x > 1.0f || x < -1.0f) return (x - x) / (x - x);  // NaN outside [-1, 1]
     const double xd = x;
+    const double v = detail::acosPoly(xd);
+    if (detail::roundsSafely(v, detail::kAcosUlps)) return static_cast<float>(v);
     const double ax = xd < 0 ? -xd : xd;
-    // sin(acos x) = sqrt((1 - x)(1 + x)); both factors are exact for a float |x| >= 2^-29.
-    const double s = num::sqrt((1.0 - xd) * (1.0 + xd));
-    double v;
-    if (ax <= 0.5) {
-        const double a = detail::atanKernelV(ax / s);  // asin |x|
-        v = xd < 0 ? detail::kPio2Hi + (a + detail::kPio2Lo) : detail::kPio2Hi - (a - detail::kPio2Lo);
-    } else {
-        const double a = detail::atanKernelV(s / ax);
-        v = xd < 0 ? detail::kPiHi - (a - detail::kPiLo) : a;
-    }
-    float out;
-    if (detail::settles(v, v * detail::kMargin, out)) return out;
     const DD sd = dd::sqrt(dd::twoProd(1.0 - xd, 1.0 + xd), num::sqrt);
     DD r;
     if (ax <= 0.5) {

@@ -7,8 +7,9 @@
 // compiled for AVX2 and AVX-512 include it, and no inline function compiled for those processors
 // may be shared with the rest of the library.
 //
-// Error bounds (relative, before the final rounding to float) are below 2^-50 for every kernel; the
-// callers round with a margin of 2^-45 (plus 2^-95 absolute where a reduced argument may be tiny).
+// Each kernel states its error bound beside it. The callers round with the integer test
+// roundsSafely (a margin in units in the last place of the double result) where the float result
+// is normal, and with settles (a margin as a real number) elsewhere.
 #pragma once
 
 #include "Kernels.h"
@@ -31,6 +32,14 @@ inline bool settles(double y, double e, float& out) {
     return a == b;
 }
 
+// True when every real within ulps units in the last place of the double y rounds to the same
+// float as y does, for y inside float's normal range (2^-126 <= |y| < 2^128): y's 29 low bits are
+// then not within ulps of 2^28, float's midpoint. The real may lie in the neighbouring binade of
+// doubles only if those bits are near 0 or 2^29, far from the midpoint.
+inline bool roundsSafely(double y, unsigned long long ulps) {
+    return ((dd::bitsOf(y) + (ulps - (1ull << 28))) & ((1ull << 29) - 1)) > 2 * ulps;
+}
+
 template <class V>
 constexpr int laneCount() { return static_cast<int>(sizeof(V) / sizeof(double)); }
 template <class V>
@@ -40,18 +49,10 @@ V splat(double c) { return V{} + c; }
 template <class V>
 V nearestIntV(V v) { return (v + 0x1.8p52) - 0x1.8p52; }
 
-// ---- sine and cosine of a float below 2^19 in magnitude ----
-// r = x - k pi/2 with k = nearestInt(x * 2/pi): x - k*C1 is exact (both multiples of 2^-32, the
-// difference below 1), the two further steps add at most 2^-53 |r| + 2^-97.
-template <class V>
-V reduceCodyWaiteV(V x, V k) {
-    const V r1 = x - k * kPio2C1;
-    const V r2 = r1 - k * kPio2C2;
-    return r2 - k * kPio2C3;
-}
-
+// ---- sine and cosine ----
 // sin r and cos r for |r| <= pi/4 + 2^-20 by their Taylor polynomials to r^15 and r^16: truncation
-// below 2^-54 relative, evaluation error below 3 * 2^-53.
+// below 2^-54 relative, evaluation error below 3 * 2^-53. Used after the exact reduction of
+// arguments beyond kTrigFastLimit.
 template <class V>
 V sinPolyV(V r) {
     const V z = r * r;
@@ -69,67 +70,115 @@ V cosPolyV(V r) {
     return 1.0 + z * p;
 }
 
-// sin x (cosine = false) or cos x for |x| < 2^19, with its error bound e. Quadrant q of k:
-// sin(r + q pi/2) = sin r, cos r, -sin r, -cos r. The sine branch adds 2^-95 absolute to the bound
-// when x was reduced (k != 0), for a tiny reduced argument. The vector forms select between both
-// polynomials with masks (VectorForms.h); selection and negation are exact, so the bits agree.
-inline double sinCosKernel(double x, bool cosine, double& e) {
-    const double k = nearestIntV(x * kTwoOverPi);
-    const double r = reduceCodyWaiteV(x, k);
-    const long long kl = static_cast<long long>(k);
-    const int q = static_cast<int>((kl + (cosine ? 1 : 0)) & 3);
-    double y = (q & 1) ? cosPolyV(r) : sinPolyV(r);
-    if (q & 2) y = -y;
-    const double tiny = ((q & 1) || kl == 0) ? 0.0 : 0x1p-95;
-    e = (y < 0 ? -y : y) * kMargin + tiny;
-    return y;
+// sin x (shift = 0) or cos x = sin(x + pi/2) (shift = 16) for a float 2^-125 <= |x| < 2^19, as
+// sin(a + r) = sin a cos r + cos a sin r with a = k pi/32, k = nearestInt(x * 32/pi), |r| <= 0.0491,
+// sin a and cos a from kSinPi32 at j = k + shift and j + 16 (mod 64). The low 32 bits of t hold k.
+//
+// Error bound. r = ((x - k P1) - k P2) - k P3: the first difference is exact (multiples of 2^-32
+// below 2^-4), the others and k P3 round, and P1 + P2 + P3 misses pi/32 by 2^-118 |k|: |dr| <=
+// 2^-52 |r| + 2^-92. Taylor polynomials: sin r to r^7 (truncation below 2^-53.3 |r|), cos r to r^6
+// (truncation 0.0491^8/8! < 2^-50.1); with the rounding of each operation, s is within
+// 2^-51.07 |sin r| + 2^-92 of sin r and c within 8.53 * 2^-53 cos r of cos r. Then:
+// (a) sin a = 0 exactly (j = 0 or 32): y = +-s exactly, within 2^-51.07 |y| + 2^-92; for k = 0
+//     r = x exactly and the bound is 2^-51.07 |y|;
+// (b) otherwise a + r lies at least pi/32 - 0.0491 from every multiple of pi, so |y| >= 0.04905,
+//     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the three last operations,
+//     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-92 < 2^-45.24 |y|.
+template <class V>
+V sinCosTableV(V x, unsigned shift, V& t) {
+    t = x * kThirtyTwoOverPi + 0x1.8p52;
+    const V k = t - 0x1.8p52;
+    const V r = ((x - k * kPio32P1) - k * kPio32P2) - k * kPio32P3;
+    const V z = r * r;
+    const V s = r + (r * z) * (-1.0 / 6.0 + z * (1.0 / 120.0 + z * (-1.0 / 5040.0)));
+    const V c = 1.0 + z * (-0.5 + z * (1.0 / 24.0 + z * (-1.0 / 720.0)));
+    V sinA{}, cosA{};
+    for (int l = 0; l < laneCount<V>(); ++l) {
+        const unsigned j = static_cast<unsigned>(dd::bitsOf(lane(t, l))) + shift;
+        setLane(sinA, l, kSinPi32[j & 63]);
+        setLane(cosA, l, kSinPi32[(j + 16) & 63]);
+    }
+    return sinA * c + cosA * s;
 }
+constexpr unsigned long long kTrigUlps = 256;      // 2^-45 in units of the double result, case (b)
+constexpr double kTrigExactBaseMargin = 0x1p-51;   // case (a), relative
+constexpr double kTrigExactBaseAbsolute = 0x1p-92; // case (a), absolute when k != 0
 
 // ---- exponential of a float in [-104, 89] ----
-// x = (32 m + j) ln2/32 + r, |r| <= ln2/64: x - k*hi is exact, r carries at most 2^-53 |r| + 2^-87;
-// e^r by its Taylor polynomial to r^6 (truncation 2^-57); the table entry, the polynomial and the
-// products add at most 5 * 2^-53.
+// x = (64 m + j) ln2/64 + r, k = 64 m + j = nearestInt(x * 64/ln2), |r| <= 0.0054152; the low 32
+// bits of t hold k. e^x = 2^m 2^(j/64) e^r, 2^m 2^(j/64) built exactly from the table entry's bits.
+//
+// Error bound. x - k * kLn2o64Hi is exact (multiples of 2^-44 below 2^-7); the rest of r carries
+// at most 2^-60.4. e^r by its Taylor polynomial to r^4: truncation 0.0054152^5/120 * e^0.0055 <
+// 2^-44.54, evaluation 2^-53 + 2^-58.5; with the table entry and the last product, the relative
+// error of the result is below 2^-44.5.
 template <class V>
-V expKernelV(V x) {
-    const V k = nearestIntV(x * kInvLn2x32);
-    const V r = (x - k * kLn2o32Hi) - k * kLn2o32Lo;
-    const V p = 1.0 + r * (1.0 + r * (0.5 + r * (1.0 / 6.0 + r * (1.0 / 24.0 + r * (1.0 / 120.0 +
-        r * (1.0 / 720.0))))));
-    V t{}, scale{};
-    for (int i = 0; i < laneCount<V>(); ++i) {
-        const long long ki = static_cast<long long>(lane(k, i));
-        setLane(t, i, kExp2Table[ki & 31]);
-        setLane(scale, i, dd::fromBits(static_cast<unsigned long long>(1023 + (ki >> 5)) << 52));
-    }
-    return (t * p) * scale;
-}
-
-// ---- arc tangent of t >= 0 (t = +inf allowed) ----
-// For t > 1, atan t = pi/2 - atan(1/t). Then atan a = atan c + atan u with c = i/8 the nearest
-// eighth and u = (a - c)/(1 + a c), |u| <= 1/16 + 2^-50; atan u by its Taylor polynomial to u^13
-// (truncation below 2^-59 relative). 1/t, a - c, 1 + a c and the quotient each round once (atan's
-// relative sensitivity is at most 1); atan c >= 2 |atan u| when c > 0, so the sum loses at most one
-// bit. Total below 2^-50.
-template <class V>
-V atanKernelV(V t) {
-    const auto inverted = t > splat<V>(1.0);
-    const V a = inverted ? 1.0 / t : t;
-    const V i = nearestIntV(a * 8.0);
-    const V c = i * 0.125;
-    const V u = (a - c) / (1.0 + a * c);
-    const V z = u * u;
-    const V p = -1.0 / 3.0 + z * (1.0 / 5.0 + z * (-1.0 / 7.0 + z * (1.0 / 9.0 +
-        z * (-1.0 / 11.0 + z * (1.0 / 13.0)))));
-    V hi{}, lo{};
+V expTableV(V x) {
+    const V t = x * kSixtyFourOverLn2 + 0x1.8p52;
+    const V k = t - 0x1.8p52;
+    const V r = (x - k * kLn2o64Hi) - k * kLn2o64Lo;
+    const V p = 1.0 + r * (1.0 + r * (0.5 + r * (1.0 / 6.0 + r * (1.0 / 24.0))));
+    V scale{};
     for (int l = 0; l < laneCount<V>(); ++l) {
-        const dd::DD& base = kAtanEighths[static_cast<int>(lane(i, l))];
-        setLane(hi, l, base.hi);
-        setLane(lo, l, base.lo);
+        const int ki = static_cast<int>(static_cast<unsigned>(dd::bitsOf(lane(t, l))));
+        const unsigned long long m = static_cast<unsigned long long>(static_cast<long long>(ki >> 6));
+        setLane(scale, l, dd::fromBits(dd::bitsOf(kExp2J64[ki & 63]) + (m << 52)));
     }
-    const V v = hi + (u + ((u * z) * p + lo));
-    const V flipped = kPio2Hi - (v - kPio2Lo);
-    return inverted ? flipped : v;
+    return scale * p;
 }
+constexpr unsigned long long kExpUlps = 512;  // 2^-44 in units of the double result
+constexpr double kExpMargin = 0x1p-44;
+
+// ---- arc tangent of 0 <= t <= 2^100 (callers pass 2^100 for larger t: atan differs by 2^-100) ----
+// atan t = atan c + atan u with u = (t - c)/(1 + t c) for the point c of t's top bits
+// (kAtanPoints; the first point below 2^-5, the last above 2^6). |u| <= 0.03125: at most t for
+// t < 2^-5, at most |t - c|/(1 + t c) with |t - c| <= c/17 inside the table, below 1/62 beyond.
+//
+// Error bound. t - c is exact where t and c share a binade (Sterbenz) and rounds once beyond 2^6;
+// with t c, 1 + t c and the quotient, u carries 4 * 2^-53 relative. atan u by its Taylor
+// polynomial to u^9: truncation |u|^11/11 < 2^-53.46 |u|; the correction u z P is below
+// 3.3e-4 |u|. So p is within 5.74 * 2^-53 |atan u|. |atan u| <= atan(c)/17, so with atan c's
+// rounding and the sum the result is within 2.42 * 2^-53 of atan t relative (5.74 * 2^-53 for
+// c = 0): below 2^-50.4.
+template <class V>
+V atanTableV(V t) {
+    V c{}, base{};
+    for (int l = 0; l < laneCount<V>(); ++l) {
+        int i = static_cast<int>(dd::bitsOf(lane(t, l)) >> 49) - kAtanIndexBase;
+        i = i < 0 ? 0 : (i >= kAtanPointCount ? kAtanPointCount - 1 : i);
+        setLane(c, l, kAtanPoints[i].c);
+        setLane(base, l, kAtanPoints[i].atanC);
+    }
+    const V u = (t - c) / (1.0 + t * c);
+    const V z = u * u;
+    const V p = u + (u * z) * (-1.0 / 3.0 + z * (1.0 / 5.0 + z * (-1.0 / 7.0 + z * (1.0 / 9.0))));
+    return base + p;
+}
+// 2^-49 in units of the double result: atan's 2^-50.4; pi - atan (below 2^-50.1) and the rounding
+// of atan2's quotient (2^-53) fit too.
+constexpr unsigned long long kAtanUlps = 16;
+constexpr double kAtanMargin = 0x1p-49;
+
+// ---- arc cosine of a float x in [-1, 1] ----
+// acos |x| = sqrt(2w) f(w) with w = 1 - |x| and f (kAcosPoly) by its Taylor polynomial at the
+// nearest c = i/64, d = w - c exact (Sterbenz; d = w for i = 0); acos x = pi - acos |x| for x < 0.
+//
+// Error bound. w is exact for |x| >= 2^-29 and carries 2^-53 otherwise (0.7 * 2^-53 on the
+// result). f's coefficients are positive, so the truncation after d^6 is largest at d = 1/128:
+// below 2^-55.56 f over all 65 rows; the rounded coefficients, d times the rest (below 0.002 f) and
+// the last sum add 2.01 * 2^-53. With the square root and the product, acos |x| is within
+// 4.9 * 2^-53 relative; pi - acos |x| >= pi/2 keeps it below 2^-50.2.
+inline double acosPoly(double x) {
+    const double ax = x < 0 ? -x : x;
+    const double w = 1.0 - ax;
+    const double t = w * 64.0 + 0x1.8p52;
+    const double d = w - (t - 0x1.8p52) * 0x1p-6;
+    const double* a = kAcosPoly[static_cast<unsigned>(dd::bitsOf(t))];
+    const double f = a[0] + d * (a[1] + d * (a[2] + d * (a[3] + d * (a[4] + d * (a[5] + d * a[6])))));
+    const double r = __builtin_sqrt(w + w) * f;
+    return x < 0 ? kPiHi - (r - kPiLo) : r;
+}
+constexpr unsigned long long kAcosUlps = 16;  // 2^-49
 
 }  // namespace
 }  // namespace XELORAALGO::num::detail

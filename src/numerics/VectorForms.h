@@ -74,18 +74,15 @@ void unaryArray(const float* x, float* out, Size n, Block block, Scalar scalar) 
 template <class V>
 void sinfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
-        const auto ordinary = (xv < splat<V>(kCodyWaiteLimit)) & (xv > splat<V>(-kCodyWaiteLimit)) & (xv != splat<V>(0.0));
+        const V ax = xv < splat<V>(0.0) ? -xv : xv;
+        const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigFastLimit));
         xv = ordinary ? xv : splat<V>(1.0);
-        const V k = nearestIntV(xv * kTwoOverPi);
-        const V r = reduceCodyWaiteV(xv, k);
-        const V s = sinPolyV(r), c = cosPolyV(r);
-        const V q = k - 4.0 * nearestIntV(k * 0.25 - 0.375);  // k mod 4, exactly
-        const auto odd = (q == splat<V>(1.0)) | (q == splat<V>(3.0));
-        const V unsigned_ = odd ? c : s;
-        const V y = q >= splat<V>(2.0) ? -unsigned_ : unsigned_;
-        const V tiny = (odd | (k == splat<V>(0.0))) ? splat<V>(0.0) : splat<V>(0x1p-95);
+        V t;
+        const V y = sinCosTableV(xv, 0u, t);
+        // One bound for every lane: the larger of the kernel's two cases (2^-45 relative covers
+        // 2^-45.24 and 2^-51, plus the absolute 2^-92 of a reduced +-sin r).
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        return finish(y, magnitude * kMargin + tiny, ordinary, o, done);
+        return finish(y, magnitude * 0x1p-45 + kTrigExactBaseAbsolute, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
@@ -95,8 +92,8 @@ void expfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv >= splat<V>(-104.0)) & (xv <= splat<V>(89.0));
         xv = ordinary ? xv : splat<V>(0.0);
-        const V y = expKernelV(xv);
-        return finish(y, y * kMargin, ordinary, o, done);
+        const V y = expTableV(xv);
+        return finish(y, y * kExpMargin, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::expf(v); });
 }
@@ -112,12 +109,14 @@ void atan2fArray(const float* y, const float* x, float* out, Size n) {
         // Ordinary: both finite (below 2^128) and non-zero (NaN compares false).
         const auto ordinary = (ay > zero) & (ay < big) & (ax > zero) & (ax < big);
         const V one = splat<V>(1.0);
-        const V a = atanKernelV((ordinary ? ay : one) / (ordinary ? ax : one));
+        // For finite non-zero floats the quotient lies in [2^-277, 2^277]: clamped as the scalar does.
+        const V q = (ordinary ? ay : one) / (ordinary ? ax : one);
+        const V a = atanTableV(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
         const V flipped = kPiHi - (a - kPiLo);
         const V v = xv < zero ? flipped : a;
         bool done[L];
         float settled[L];
-        finish(v, v * kMargin, ordinary, settled, done);
+        finish(v, v * kAtanMargin, ordinary, settled, done);
         for (int l = 0; l < L; ++l)
             out[i + l] = done[l] ? (y[i + l] < 0.0f ? -settled[l] : settled[l]) : num::atan2f(y[i + l], x[i + l]);
     }
