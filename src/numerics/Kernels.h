@@ -14,6 +14,7 @@ namespace XELORAALGO::num::detail {
 constexpr double kPio32P1 = 0x1.921fb54p-4;
 constexpr double kPio32P2 = 0x1.10b4612p-34;
 constexpr double kPio32P3 = -0x1.676733ae8fe48p-64;
+constexpr double kPio32P23 = 0x1.10b4611a62633p-34;  // P2 + P3 rounded to the nearest double
 constexpr double kThirtyTwoOverPi = 0x1.45f306dc9c883p+3;
 constexpr double kTrigFastLimit = 0x1p19;
 extern const double kSinPi32[64];  // sin(j pi/32), j = 0..63, each rounded to the nearest double
@@ -52,6 +53,15 @@ constexpr double kPio2Hi = 0x1.921fb54442d18p+0;
 constexpr double kPio2Lo = 0x1.1a62633145c07p-54;
 constexpr double kPiHi = 0x1.921fb54442d18p+1;
 constexpr double kPiLo = 0x1.1a62633145c07p-53;
+
+// ---- the scalar functions with fused multiply-adds (FloatFma.cpp), where the processor has them ----
+extern const bool kFloatFmaUsable;  // Exp.cpp
+float sinfFma(float x);
+float cosfFma(float x);
+float expfFma(float x);
+float atanfFma(float x);
+float atan2fFma(float y, float x);
+float acosfFma(float x);
 
 // ---- accurate paths (double-double, relative error below 2^-95) ----
 float sinCosAccurate(float x, bool cosine);

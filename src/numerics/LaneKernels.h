@@ -45,6 +45,15 @@ constexpr int laneCount() { return static_cast<int>(sizeof(V) / sizeof(double));
 template <class V>
 V splat(double c) { return V{} + c; }
 
+// The operations of the kernels: madd(a, b, c) = a * b + c, rounded twice here (every lane type)
+// and once in the fused form of the scalar functions (FloatFma.cpp). The error bounds count a
+// rounding for the product and one for the sum, so they hold for both; where a product is exact
+// (k * P1, k * kLn2o64Hi, k / 64) both forms give the same value.
+struct PlainOps {
+    template <class A, class B, class C>
+    static A madd(A a, B b, C c) { return a * b + c; }
+};
+
 // The nearest integer to v (|v| < 2^51, ties to even).
 template <class V>
 V nearestIntV(V v) { return (v + 0x1.8p52) - 0x1.8p52; }
@@ -74,31 +83,33 @@ V cosPolyV(V r) {
 // sin(a + r) = sin a cos r + cos a sin r with a = k pi/32, k = nearestInt(x * 32/pi), |r| <= 0.0491,
 // sin a and cos a from kSinPi32 at j = k + shift and j + 16 (mod 64). The low 32 bits of t hold k.
 //
-// Error bound. r = ((x - k P1) - k P2) - k P3: the first difference is exact (multiples of 2^-32
-// below 2^-4), the others and k P3 round, and P1 + P2 + P3 misses pi/32 by 2^-118 |k|: |dr| <=
-// 2^-52 |r| + 2^-92. Taylor polynomials: sin r to r^7 (truncation below 2^-53.3 |r|), cos r to r^6
-// (truncation 0.0491^8/8! < 2^-50.1); with the rounding of each operation, s is within
-// 2^-51.07 |sin r| + 2^-92 of sin r and c within 8.53 * 2^-53 cos r of cos r. Then:
-// (a) sin a = 0 exactly (j = 0 or 32): y = +-s exactly, within 2^-51.07 |y| + 2^-92; for k = 0
-//     r = x exactly and the bound is 2^-51.07 |y|;
+// Error bound. r = (x - k P1) - k P23 (exactReduction: ((x - k P1) - k P2) - k P3); x - k P1 is
+// exact (multiples of 2^-32 below 2^-4); k P23 rounds (2^-64) and P1 + P23 misses pi/32 by 2^-89
+// |k|, so |dr| <= 2^-53 |r| + 2^-63.4 (exactReduction: 2^-52 |r| + 2^-92). Taylor polynomials:
+// sin r to r^7 (truncation below 2^-53.3 |r|), cos r to r^6 (truncation 0.0491^8/8! < 2^-50.1);
+// with the rounding of each operation (the terms beyond r and 1 are below 4.1e-4 |r| and 1.3e-3),
+// s is within 3.82 * 2^-53 |sin r| + |dr| of sin r and c within 8.53 * 2^-53 of cos r. Then:
+// (a) sin a = 0 exactly (j = 0 or 32): y = +-s exactly. The callers redo these with
+//     exactReduction: within 2^-51.07 |y| + 2^-92, or 2^-51.07 |y| for k = 0, where r = x;
 // (b) otherwise a + r lies at least pi/32 - 0.0491 from every multiple of pi, so |y| >= 0.04905,
 //     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the three last operations,
-//     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-92 < 2^-45.24 |y|.
-template <class V>
-V sinCosTableV(V x, unsigned shift, V& t) {
-    t = x * kThirtyTwoOverPi + 0x1.8p52;
+//     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-63.3 < 2^-45.24 |y|.
+template <class P, class V>
+V sinCosTableV(V x, unsigned shift, V& t, bool exactReduction = false) {
+    t = P::madd(x, kThirtyTwoOverPi, 0x1.8p52);
     const V k = t - 0x1.8p52;
-    const V r = ((x - k * kPio32P1) - k * kPio32P2) - k * kPio32P3;
+    const V r1 = P::madd(k, -kPio32P1, x);
+    const V r = exactReduction ? P::madd(k, -kPio32P3, P::madd(k, -kPio32P2, r1)) : P::madd(k, -kPio32P23, r1);
     const V z = r * r;
-    const V s = r + (r * z) * (-1.0 / 6.0 + z * (1.0 / 120.0 + z * (-1.0 / 5040.0)));
-    const V c = 1.0 + z * (-0.5 + z * (1.0 / 24.0 + z * (-1.0 / 720.0)));
+    const V s = P::madd(r * z, P::madd(z, P::madd(z, -1.0 / 5040.0, 1.0 / 120.0), -1.0 / 6.0), r);
+    const V c = P::madd(z, P::madd(z, P::madd(z, -1.0 / 720.0, 1.0 / 24.0), -0.5), 1.0);
     V sinA{}, cosA{};
     for (int l = 0; l < laneCount<V>(); ++l) {
         const unsigned j = static_cast<unsigned>(dd::bitsOf(lane(t, l))) + shift;
         setLane(sinA, l, kSinPi32[j & 63]);
         setLane(cosA, l, kSinPi32[(j + 16) & 63]);
     }
-    return sinA * c + cosA * s;
+    return P::madd(sinA, c, cosA * s);
 }
 constexpr unsigned long long kTrigUlps = 256;      // 2^-45 in units of the double result, case (b)
 constexpr double kTrigExactBaseMargin = 0x1p-51;   // case (a), relative
@@ -112,12 +123,13 @@ constexpr double kTrigExactBaseAbsolute = 0x1p-92; // case (a), absolute when k 
 // at most 2^-60.4. e^r by its Taylor polynomial to r^4: truncation 0.0054152^5/120 * e^0.0055 <
 // 2^-44.54, evaluation 2^-53 + 2^-58.5; with the table entry and the last product, the relative
 // error of the result is below 2^-44.5.
-template <class V>
+template <class P, class V>
 V expTableV(V x) {
-    const V t = x * kSixtyFourOverLn2 + 0x1.8p52;
+    const V t = P::madd(x, kSixtyFourOverLn2, 0x1.8p52);
     const V k = t - 0x1.8p52;
-    const V r = (x - k * kLn2o64Hi) - k * kLn2o64Lo;
-    const V p = 1.0 + r * (1.0 + r * (0.5 + r * (1.0 / 6.0 + r * (1.0 / 24.0))));
+    const V r = P::madd(k, -kLn2o64Lo, P::madd(k, -kLn2o64Hi, x));
+    const V r2 = r * r;
+    const V p = P::madd(r2, P::madd(r2, 1.0 / 24.0, P::madd(r, 1.0 / 6.0, 0.5)), r) + 1.0;
     V scale{};
     for (int l = 0; l < laneCount<V>(); ++l) {
         const int ki = static_cast<int>(static_cast<unsigned>(dd::bitsOf(lane(t, l))));
@@ -140,7 +152,7 @@ constexpr double kExpMargin = 0x1p-44;
 // 3.3e-4 |u|. So p is within 5.74 * 2^-53 |atan u|. |atan u| <= atan(c)/17, so with atan c's
 // rounding and the sum the result is within 2.42 * 2^-53 of atan t relative (5.74 * 2^-53 for
 // c = 0): below 2^-50.4.
-template <class V>
+template <class P, class V>
 V atanTableV(V t) {
     V c{}, base{};
     for (int l = 0; l < laneCount<V>(); ++l) {
@@ -149,9 +161,10 @@ V atanTableV(V t) {
         setLane(c, l, kAtanPoints[i].c);
         setLane(base, l, kAtanPoints[i].atanC);
     }
-    const V u = (t - c) / (1.0 + t * c);
+    const V u = (t - c) / P::madd(t, c, 1.0);
     const V z = u * u;
-    const V p = u + (u * z) * (-1.0 / 3.0 + z * (1.0 / 5.0 + z * (-1.0 / 7.0 + z * (1.0 / 9.0))));
+    const V z2 = z * z;
+    const V p = P::madd(u * z, P::madd(z2, P::madd(z, 1.0 / 9.0, -1.0 / 7.0), P::madd(z, 1.0 / 5.0, -1.0 / 3.0)), u);
     return base + p;
 }
 // 2^-49 in units of the double result: atan's 2^-50.4; pi - atan (below 2^-50.1) and the rounding
@@ -168,13 +181,15 @@ constexpr double kAtanMargin = 0x1p-49;
 // below 2^-55.56 f over all 65 rows; the rounded coefficients, d times the rest (below 0.002 f) and
 // the last sum add 2.01 * 2^-53. With the square root and the product, acos |x| is within
 // 4.9 * 2^-53 relative; pi - acos |x| >= pi/2 keeps it below 2^-50.2.
-inline double acosPoly(double x) {
+template <class P>
+double acosPoly(double x) {
     const double ax = x < 0 ? -x : x;
     const double w = 1.0 - ax;
-    const double t = w * 64.0 + 0x1.8p52;
-    const double d = w - (t - 0x1.8p52) * 0x1p-6;
+    const double t = P::madd(w, 64.0, 0x1.8p52);
+    const double d = P::madd(t - 0x1.8p52, -0x1p-6, w);
     const double* a = kAcosPoly[static_cast<unsigned>(dd::bitsOf(t))];
-    const double f = a[0] + d * (a[1] + d * (a[2] + d * (a[3] + d * (a[4] + d * (a[5] + d * a[6])))));
+    const double d2 = d * d;
+    const double f = P::madd(d, P::madd(d2, P::madd(d2, P::madd(d, a[6], a[5]), P::madd(d, a[4], a[3])), P::madd(d, a[2], a[1])), a[0]);
     const double r = __builtin_sqrt(w + w) * f;
     return x < 0 ? kPiHi - (r - kPiLo) : r;
 }

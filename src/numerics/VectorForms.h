@@ -78,11 +78,13 @@ void sinfArray(const float* x, float* out, Size n) {
         const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigFastLimit));
         xv = ordinary ? xv : splat<V>(1.0);
         V t;
-        const V y = sinCosTableV(xv, 0u, t);
-        // One bound for every lane: the larger of the kernel's two cases (2^-45 relative covers
-        // 2^-45.24 and 2^-51, plus the absolute 2^-92 of a reduced +-sin r).
+        const V y = sinCosTableV<PlainOps>(xv, 0u, t);
+        // The lanes of case (b) only (sin a != 0): the scalar function redoes the others.
+        auto caseB = ordinary;
+        for (int l = 0; l < laneCount<V>(); ++l)
+            if ((static_cast<unsigned>(dd::bitsOf(t[l])) & 31u) == 0) caseB[l] = 0;
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        return finish(y, magnitude * 0x1p-45 + kTrigExactBaseAbsolute, ordinary, o, done);
+        return finish(y, magnitude * 0x1p-45, caseB, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
@@ -92,7 +94,7 @@ void expfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv >= splat<V>(-104.0)) & (xv <= splat<V>(89.0));
         xv = ordinary ? xv : splat<V>(0.0);
-        const V y = expTableV(xv);
+        const V y = expTableV<PlainOps>(xv);
         return finish(y, y * kExpMargin, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::expf(v); });
@@ -111,7 +113,7 @@ void atan2fArray(const float* y, const float* x, float* out, Size n) {
         const V one = splat<V>(1.0);
         // For finite non-zero floats the quotient lies in [2^-277, 2^277]: clamped as the scalar does.
         const V q = (ordinary ? ay : one) / (ordinary ? ax : one);
-        const V a = atanTableV(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
+        const V a = atanTableV<PlainOps>(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
         const V flipped = kPiHi - (a - kPiLo);
         const V v = xv < zero ? flipped : a;
         bool done[L];

@@ -1,0 +1,44 @@
+// The scalar float functions (FloatFunctions.h) with fused multiply-adds, chosen at run time where
+// the processor has them: fewer operations, the same bits. Only the explicit fused multiply-adds
+// below use the instruction (-ffp-contract=off keeps every other expression rounded operation by
+// operation); each rounds once where the error bounds of LaneKernels.h count two roundings, so
+// every result these forms settle is the correctly rounded one, and they hand every other input to
+// the same paths as the plain forms. Inputs and outputs as the public functions.
+#if defined(__GNUC__) && defined(__x86_64__)
+#pragma GCC push_options
+#pragma GCC target("fma")
+#include "FloatFunctions.h"
+
+namespace XELORAALGO::num::detail {
+namespace {
+
+struct FusedOps {
+    // Inline here: this file is compiled for FMA, so GCC emits the instruction (no library call).
+    static double madd(double a, double b, double c) { return __builtin_fma(a, b, c); }
+};
+
+}  // namespace
+
+float sinfFma(float x) { return sinCosWith<FusedOps>(x, false); }
+float cosfFma(float x) { return sinCosWith<FusedOps>(x, true); }
+float expfFma(float x) { return expfWith<FusedOps>(x); }
+float atanfFma(float x) { return atanfWith<FusedOps>(x); }
+float atan2fFma(float y, float x) { return atan2fWith<FusedOps>(y, x); }
+float acosfFma(float x) { return acosfWith<FusedOps>(x); }
+
+}  // namespace XELORAALGO::num::detail
+#pragma GCC pop_options
+#else
+#include "FloatFunctions.h"
+
+namespace XELORAALGO::num::detail {
+
+float sinfFma(float x) { return sinCosWith<PlainOps>(x, false); }
+float cosfFma(float x) { return sinCosWith<PlainOps>(x, true); }
+float expfFma(float x) { return expfWith<PlainOps>(x); }
+float atanfFma(float x) { return atanfWith<PlainOps>(x); }
+float atan2fFma(float y, float x) { return atan2fWith<PlainOps>(y, x); }
+float acosfFma(float x) { return acosfWith<PlainOps>(x); }
+
+}  // namespace XELORAALGO::num::detail
+#endif
