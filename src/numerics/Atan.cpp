@@ -16,6 +16,13 @@ const DD kPi{kPiHi, kPiLo};
 
 }  // namespace
 
+float atanfRare(float x) {
+    if (x != x) return x + x;
+    // atan(+-inf) = +-pi/2; below 2^-125, atan x = x (1 - x^2/3 + ...) rounds to x (and keeps -0).
+    if (x - x != 0.0f) return x < 0.0f ? -static_cast<float>(kPio2Hi) : static_cast<float>(kPio2Hi);
+    return x;
+}
+
 float atan2Accurate(double q, double ay, double ax, bool exactQuotient, bool xNegative) {
     // q again as a double-double: |y| - qh |x| is exact.
     DD qd = dd::make(q);

@@ -19,8 +19,8 @@ struct FusedOps {
 
 }  // namespace
 
-float sinfFma(float x) { return sinCosWith<FusedOps>(x, false); }
-float cosfFma(float x) { return sinCosWith<FusedOps>(x, true); }
+float sinfFma(float x) { return sinCosWith<FusedOps, false>(x); }
+float cosfFma(float x) { return sinCosWith<FusedOps, true>(x); }
 float expfFma(float x) { return expfWith<FusedOps>(x); }
 float atanfFma(float x) { return atanfWith<FusedOps>(x); }
 float atan2fFma(float y, float x) { return atan2fWith<FusedOps>(y, x); }
@@ -33,8 +33,8 @@ float acosfFma(float x) { return acosfWith<FusedOps>(x); }
 
 namespace XELORAALGO::num::detail {
 
-float sinfFma(float x) { return sinCosWith<PlainOps>(x, false); }
-float cosfFma(float x) { return sinCosWith<PlainOps>(x, true); }
+float sinfFma(float x) { return sinCosWith<PlainOps, false>(x); }
+float cosfFma(float x) { return sinCosWith<PlainOps, true>(x); }
 float expfFma(float x) { return expfWith<PlainOps>(x); }
 float atanfFma(float x) { return atanfWith<PlainOps>(x); }
 float atan2fFma(float y, float x) { return atan2fWith<PlainOps>(y, x); }

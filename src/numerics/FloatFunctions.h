@@ -11,6 +11,7 @@ namespace XELORAALGO::num::detail {
 
 float sinCosRare(float x, bool cosine);  // |x| < 2^-125, |x| >= 2^19, infinities, NaN (Trig.cpp)
 float expfRare(float x);                 // outside (-87, 88.5) and NaN (Exp.cpp)
+float atanfRare(float x);                // |x| < 2^-125, infinities, NaN (Atan.cpp)
 // atan2 from the double-double arc tangent, for the quotient q = |y|/|x| (Atan.cpp).
 float atan2Accurate(double q, double ay, double ax, bool exactQuotient, bool xNegative);
 float acosAccurate(float x);             // Atan.cpp
@@ -23,24 +24,16 @@ inline unsigned floatBits(float x) {
     return b;
 }
 
-template <class P>
-float sinCosWith(float x, bool cosine) {
+template <class P, bool Cosine>
+float sinCosWith(float x) {
+    constexpr bool cosine = Cosine;
     const unsigned magnitude = floatBits(x) & 0x7fffffffu;
     if (magnitude - 0x01000000u >= 0x49000000u - 0x01000000u) return sinCosRare(x, cosine);  // 2^-125, 2^19
+    const double xd = x;
     const unsigned shift = cosine ? 16u : 0u;
-    double t;
-    const double y = sinCosTableV<P>(static_cast<double>(x), shift, t);
-    const unsigned j = static_cast<unsigned>(dd::bitsOf(t)) + shift;
-    if ((j & 31) != 0) {
-        if (roundsSafely(y, kTrigUlps)) return static_cast<float>(y);
-    } else {
-        // y = +-sin r, with r near 0 when x is near a multiple of pi/2: again with the three-part
-        // reduction; a relative bound, plus an absolute one where r came from a reduction.
-        const double ye = sinCosTableV<P>(static_cast<double>(x), shift, t, true);
-        const double absolute = j == 0 && !cosine ? 0.0 : kTrigExactBaseAbsolute;
-        float out;
-        if (settles(ye, (ye < 0 ? -ye : ye) * kTrigExactBaseMargin + absolute, out)) return out;
-    }
+    const double y = magnitude < 0x44000000u ? sinCosTableV<P, false>(xd, shift)   // |x| < 2^9
+                                             : sinCosTableV<P, true>(xd, shift);
+    if (roundsSafely(y, kTrigUlps)) return static_cast<float>(y);
     return sinCosAccurate(x, cosine);
 }
 
@@ -56,14 +49,19 @@ inline float withSign(float v, bool negative) { return negative ? -v : v; }
 
 template <class P>
 float atanfWith(float x) {
-    if (!(x - x == 0.0f)) return x != x ? x + x : withSign(static_cast<float>(kPio2Hi), x < 0.0f);
-    const bool negative = x < 0.0f;
-    const float ax = negative ? -x : x;
-    if (ax < 0x1p-125f) return x;  // atan x = x (1 - x^2/3 + ...) rounds to x (and keeps -0)
+    const unsigned bits = floatBits(x);
+    const unsigned magnitude = bits & 0x7fffffffu;
+    if (magnitude - 0x01000000u >= 0x7f800000u - 0x01000000u) return atanfRare(x);  // 2^-125, infinity
+    float ax;
+    __builtin_memcpy(&ax, &magnitude, sizeof ax);
     const double t = ax;
     const double y = atanTableV<P>(t);
     const float out = roundsSafely(y, kAtanUlps) ? static_cast<float>(y) : dd::toFloat(atanAccurate(dd::make(t)));
-    return withSign(out, negative);
+    // atan(-x) = -atan x: the sign bit of x.
+    const unsigned outBits = floatBits(out) | (bits & 0x80000000u);
+    float signedOut;
+    __builtin_memcpy(&signedOut, &outBits, sizeof signedOut);
+    return signedOut;
 }
 
 template <class P>

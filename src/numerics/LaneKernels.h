@@ -79,41 +79,47 @@ V cosPolyV(V r) {
     return 1.0 + z * p;
 }
 
-// sin x (shift = 0) or cos x = sin(x + pi/2) (shift = 16) for a float 2^-125 <= |x| < 2^19, as
-// sin(a + r) = sin a cos r + cos a sin r with a = k pi/32, k = nearestInt(x * 32/pi), |r| <= 0.0491,
-// sin a and cos a from kSinPi32 at j = k + shift and j + 16 (mod 64). The low 32 bits of t hold k.
+// sin x (shift = 0) or cos x = sin(x + pi/2) (shift = 16) for a float 2^-125 <= |x| < 2^19 (Wide)
+// or |x| < 2^9 (not Wide), as sin(a + r) = sin a cos r + cos a sin r with a = k pi/32,
+// k = nearestInt(x * 32/pi), |r| <= 0.0491, sin a and cos a from kSinPi32 at j = k + shift and
+// j + 16 (mod 64); the low 32 bits of t hold k.
 //
-// Error bound. r = (x - k P1) - k P23 (exactReduction: ((x - k P1) - k P2) - k P3); x - k P1 is
-// exact (multiples of 2^-32 below 2^-4); k P23 rounds (2^-64) and P1 + P23 misses pi/32 by 2^-89
-// |k|, so |dr| <= 2^-53 |r| + 2^-63.4 (exactReduction: 2^-52 |r| + 2^-92). Taylor polynomials:
-// sin r to r^7 (truncation below 2^-53.3 |r|), cos r to r^6 (truncation 0.0491^8/8! < 2^-50.1);
-// with the rounding of each operation (the terms beyond r and 1 are below 4.1e-4 |r| and 1.3e-3),
-// s is within 3.82 * 2^-53 |sin r| + |dr| of sin r and c within 8.53 * 2^-53 of cos r. Then:
-// (a) sin a = 0 exactly (j = 0 or 32): y = +-s exactly. The callers redo these with
-//     exactReduction: within 2^-51.07 |y| + 2^-92, or 2^-51.07 |y| for k = 0, where r = x;
+// Error bound. r = ((x - k P1) - k P2) - k P3 (Wide) or (x - k P1) - k P23: x - k P1 is exact
+// (multiples of 2^-32 below 2^-4), the other steps round, and P1 + P2 + P3 misses pi/32 by
+// 2^-118 |k|, P1 + P23 by 2^-89.6 |k|: |dr| <= 2^-52 |r| + 2^-92 (Wide; |k| < 2^23) or
+// 2^-53 |r| + 2^-74.2 (|k| < 2^12.4). Taylor polynomials: sin r to r^7 (truncation below
+// 2^-53.3 |r|), cos r to r^6 (truncation 0.0491^8/8! < 2^-50.1). cos a sin r is formed as
+// g + g z S(z) with g = cos a r; with the rounding of each operation (the terms beyond r and 1
+// are below 4.1e-4 |r| and 1.3e-3) it is within 5.82 * 2^-53 |cos a sin r| + |dr|, and c within
+// 8.53 * 2^-53 of cos r. Then:
+// (a) sin a = 0 exactly (j = 0 or 32): y = +-(r + r z S(z)), within 4.82 * 2^-53 |y| + |dr|.
+//     For k = 0, r = x and dr = 0. Otherwise x is a float within pi/64 of a non-zero multiple of
+//     pi/2 below 2^19, and every such float lies at least 2^-27.83 from it (the tests check all
+//     of them), so |y| >= 2^-27.9 and the bound is below 2^-46.3 |y|;
 // (b) otherwise a + r lies at least pi/32 - 0.0491 from every multiple of pi, so |y| >= 0.04905,
-//     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the three last operations,
-//     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-63.3 < 2^-45.24 |y|.
-template <class P, class V>
-V sinCosTableV(V x, unsigned shift, V& t, bool exactReduction = false) {
-    t = P::madd(x, kThirtyTwoOverPi, 0x1.8p52);
+//     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the last operation,
+//     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-74.2 < 2^-45.24 |y|.
+template <class P, bool Wide, class V>
+__attribute__((always_inline)) inline V sinCosTableV(V x, unsigned shift) {
+    const V t = P::madd(x, kThirtyTwoOverPi, 0x1.8p52);
     const V k = t - 0x1.8p52;
     const V r1 = P::madd(k, -kPio32P1, x);
-    const V r = exactReduction ? P::madd(k, -kPio32P3, P::madd(k, -kPio32P2, r1)) : P::madd(k, -kPio32P23, r1);
-    const V z = r * r;
-    const V s = P::madd(r * z, P::madd(z, P::madd(z, -1.0 / 5040.0, 1.0 / 120.0), -1.0 / 6.0), r);
-    const V c = P::madd(z, P::madd(z, P::madd(z, -1.0 / 720.0, 1.0 / 24.0), -0.5), 1.0);
+    const V r = Wide ? P::madd(k, -kPio32P3, P::madd(k, -kPio32P2, r1)) : P::madd(k, -kPio32P23, r1);
     V sinA{}, cosA{};
     for (int l = 0; l < laneCount<V>(); ++l) {
         const unsigned j = static_cast<unsigned>(dd::bitsOf(lane(t, l))) + shift;
         setLane(sinA, l, kSinPi32[j & 63]);
         setLane(cosA, l, kSinPi32[(j + 16) & 63]);
     }
-    return P::madd(sinA, c, cosA * s);
+    const V z = r * r;
+    const V g = cosA * r;
+    const V cosASinR = P::madd(g * z, P::madd(z, P::madd(z, -1.0 / 5040.0, 1.0 / 120.0), -1.0 / 6.0), g);
+    const V c = P::madd(z, P::madd(z, P::madd(z, -1.0 / 720.0, 1.0 / 24.0), -0.5), 1.0);
+    return P::madd(sinA, c, cosASinR);
 }
-constexpr unsigned long long kTrigUlps = 256;      // 2^-45 in units of the double result, case (b)
-constexpr double kTrigExactBaseMargin = 0x1p-51;   // case (a), relative
-constexpr double kTrigExactBaseAbsolute = 0x1p-92; // case (a), absolute when k != 0
+constexpr double kTrigNarrowLimit = 0x1p9;
+constexpr unsigned long long kTrigUlps = 256;  // 2^-45 in units of the double result
+constexpr double kTrigMargin = 0x1p-45;
 
 // ---- exponential of a float in [-104, 89] ----
 // x = (64 m + j) ln2/64 + r, k = 64 m + j = nearestInt(x * 64/ln2), |r| <= 0.0054152; the low 32
@@ -124,7 +130,7 @@ constexpr double kTrigExactBaseAbsolute = 0x1p-92; // case (a), absolute when k 
 // 2^-44.54, evaluation 2^-53 + 2^-58.5; with the table entry and the last product, the relative
 // error of the result is below 2^-44.5.
 template <class P, class V>
-V expTableV(V x) {
+__attribute__((always_inline)) inline V expTableV(V x) {
     const V t = P::madd(x, kSixtyFourOverLn2, 0x1.8p52);
     const V k = t - 0x1.8p52;
     const V r = P::madd(k, -kLn2o64Lo, P::madd(k, -kLn2o64Hi, x));
@@ -153,7 +159,7 @@ constexpr double kExpMargin = 0x1p-44;
 // rounding and the sum the result is within 2.42 * 2^-53 of atan t relative (5.74 * 2^-53 for
 // c = 0): below 2^-50.4.
 template <class P, class V>
-V atanTableV(V t) {
+__attribute__((always_inline)) inline V atanTableV(V t) {
     V c{}, base{};
     for (int l = 0; l < laneCount<V>(); ++l) {
         int i = static_cast<int>(dd::bitsOf(lane(t, l)) >> 49) - kAtanIndexBase;
@@ -182,7 +188,7 @@ constexpr double kAtanMargin = 0x1p-49;
 // the last sum add 2.01 * 2^-53. With the square root and the product, acos |x| is within
 // 4.9 * 2^-53 relative; pi - acos |x| >= pi/2 keeps it below 2^-50.2.
 template <class P>
-double acosPoly(double x) {
+__attribute__((always_inline)) inline double acosPoly(double x) {
     const double ax = x < 0 ? -x : x;
     const double w = 1.0 - ax;
     const double t = P::madd(w, 64.0, 0x1.8p52);

@@ -29,7 +29,7 @@ float sinCosRare(float x, bool cosine) {
 
 }  // namespace detail
 
-float sinf(float x) { return detail::kFloatFmaUsable ? detail::sinfFma(x) : detail::sinCosWith<detail::PlainOps>(x, false); }
-float cosf(float x) { return detail::kFloatFmaUsable ? detail::cosfFma(x) : detail::sinCosWith<detail::PlainOps>(x, true); }
+float sinf(float x) { return detail::kFloatFmaUsable ? detail::sinfFma(x) : detail::sinCosWith<detail::PlainOps, false>(x); }
+float cosf(float x) { return detail::kFloatFmaUsable ? detail::cosfFma(x) : detail::sinCosWith<detail::PlainOps, true>(x); }
 
 }  // namespace XELORAALGO::num

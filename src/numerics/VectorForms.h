@@ -75,16 +75,12 @@ template <class V>
 void sinfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const V ax = xv < splat<V>(0.0) ? -xv : xv;
-        const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigFastLimit));
+        // The scalar function's kernel below 2^9; the scalar function does the rest.
+        const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigNarrowLimit));
         xv = ordinary ? xv : splat<V>(1.0);
-        V t;
-        const V y = sinCosTableV<PlainOps>(xv, 0u, t);
-        // The lanes of case (b) only (sin a != 0): the scalar function redoes the others.
-        auto caseB = ordinary;
-        for (int l = 0; l < laneCount<V>(); ++l)
-            if ((static_cast<unsigned>(dd::bitsOf(t[l])) & 31u) == 0) caseB[l] = 0;
+        const V y = sinCosTableV<PlainOps, false>(xv, 0u);
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        return finish(y, magnitude * 0x1p-45, caseB, o, done);
+        return finish(y, magnitude * kTrigMargin, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
