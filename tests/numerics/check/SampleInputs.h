@@ -28,8 +28,10 @@ inline float floatFromBits(std::uint32_t b) {
     return f;
 }
 
-inline std::vector<float> sampleInputs(const std::string& name, std::uint64_t count,
+// name: a function, or a function and a suffix of its form ("sinf-plain"): the same inputs.
+inline std::vector<float> sampleInputs(const std::string& form, std::uint64_t count,
                                        const std::vector<std::pair<std::string, float>>& hard) {
+    const std::string name = form.substr(0, form.find('-'));
     std::mt19937_64 rng(0x5eed0000u + static_cast<unsigned>(name[0]) * 7u + static_cast<unsigned>(name[1]));
     std::uniform_real_distribution<float> range = name == "acosf" ? std::uniform_real_distribution<float>(-1.0f, 1.0f)
                                                 : name == "expf"  ? std::uniform_real_distribution<float>(-104.0f, 89.0f)

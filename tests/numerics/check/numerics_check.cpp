@@ -1,9 +1,12 @@
 // numerics-check: compares the library's float functions with MPFR, bit for bit.
 //
 //   numerics-check exhaustive FUNC [THREADS] [FIRST LAST]   every float bit pattern in [FIRST, LAST]
+//                                                           (FUNC-plain: the form without fused
+//                                                           multiply-adds, which the functions use
+//                                                           on processors without them)
 //   numerics-check sampled [COUNT] [HARD-CASE-FILE]         COUNT random inputs per function plus
 //                                                           the inputs listed in the file
-//   numerics-check pairs COUNT [THREADS] [SEED]             atan2f on COUNT random pairs
+//   numerics-check pairs COUNT [THREADS] [SEED] [plain]     atan2f on COUNT random pairs
 //   numerics-check doubles [COUNT] [THREADS] [SEED] [FUNCS] the double functions (DoubleCheck.cpp),
 //                                                           COUNT inputs each; FUNCS: all or a
 //                                                           comma-separated list
@@ -14,6 +17,7 @@
 // precision with float's exponent range and subnormals, decides the rest. Prints the counts; the
 // exit status is 1 on any mismatch.
 #include "numerics.h"
+#include "FloatFunctions.h"
 #include "DoubleCheck.h"
 #include "SampleInputs.h"
 
@@ -34,6 +38,8 @@
 
 namespace {
 
+namespace plain = XELORAALGO::num::detail;
+
 using Unary = float (*)(float);
 using MpfrUnary = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
 
@@ -50,7 +56,15 @@ const UnaryFunction kUnary[] = {
     {"expf", XELORAALGO::num::expf, [](double x) { return std::exp(x); }, mpfr_exp},
     {"atanf", XELORAALGO::num::atanf, [](double x) { return std::atan(x); }, mpfr_atan},
     {"acosf", XELORAALGO::num::acosf, [](double x) { return std::acos(x); }, mpfr_acos},
+    {"sinf-plain", plain::sinCosWith<plain::PlainOps, false>, [](double x) { return std::sin(x); }, mpfr_sin},
+    {"cosf-plain", plain::sinCosWith<plain::PlainOps, true>, [](double x) { return std::cos(x); }, mpfr_cos},
+    {"expf-plain", plain::expfWith<plain::PlainOps>, [](double x) { return std::exp(x); }, mpfr_exp},
+    {"atanf-plain", plain::atanfWith<plain::PlainOps>, [](double x) { return std::atan(x); }, mpfr_atan},
+    {"acosf-plain", plain::acosfWith<plain::PlainOps>, [](double x) { return std::acos(x); }, mpfr_acos},
 };
+
+using Binary = float (*)(float, float);
+const Binary kAtan2Forms[2] = {XELORAALGO::num::atan2f, plain::atan2fWith<plain::PlainOps>};
 
 float fromBits(std::uint32_t b) {
     float f;
@@ -135,8 +149,8 @@ void checkUnary(const UnaryFunction& f, float x, FloatContext& ctx, Counts& c, s
     }
 }
 
-void checkAtan2(float y, float x, FloatContext& ctx, Counts& c) {
-    const float got = XELORAALGO::num::atan2f(y, x);
+void checkAtan2(float y, float x, FloatContext& ctx, Counts& c, Binary atan2f = XELORAALGO::num::atan2f) {
+    const float got = atan2f(y, x);
     float want;
     if (!filter(std::atan2(static_cast<double>(y), static_cast<double>(x)), want)) {
         want = ctx.atan2(y, x);
@@ -197,15 +211,19 @@ int sampled(std::uint64_t count, const char* hardFile) {
         print(f.name, c);
         status |= c.mismatches.load() ? 1 : 0;
     }
-    Counts c;
     std::vector<float> y, x;
     sampleAtan2Inputs(count, y, x);
-    for (std::size_t i = 0; i < y.size(); ++i) checkAtan2(y[i], x[i], ctx, c);
-    print("atan2f", c);
-    return status | (c.mismatches.load() ? 1 : 0);
+    for (Binary form : kAtan2Forms) {
+        Counts c;
+        for (std::size_t i = 0; i < y.size(); ++i) checkAtan2(y[i], x[i], ctx, c, form);
+        print(form == kAtan2Forms[0] ? "atan2f" : "atan2f-plain", c);
+        status |= c.mismatches.load() ? 1 : 0;
+    }
+    return status;
 }
 
-int pairs(std::uint64_t count, unsigned threads, std::uint64_t seed) {
+int pairs(std::uint64_t count, unsigned threads, std::uint64_t seed, bool plainForm) {
+    const Binary form = kAtan2Forms[plainForm ? 1 : 0];
     Counts c;
     inThreads(threads, count, [&](std::uint64_t b, std::uint64_t e, unsigned t) {
         FloatContext ctx;
@@ -213,12 +231,12 @@ int pairs(std::uint64_t count, unsigned threads, std::uint64_t seed) {
         std::uniform_real_distribution<float> level(-300.0f, 300.0f);
         for (std::uint64_t i = b; i < e; ++i) {
             if (i % 2 == 0)
-                checkAtan2(fromBits(static_cast<std::uint32_t>(rng())), fromBits(static_cast<std::uint32_t>(rng())), ctx, c);
+                checkAtan2(fromBits(static_cast<std::uint32_t>(rng())), fromBits(static_cast<std::uint32_t>(rng())), ctx, c, form);
             else
-                checkAtan2(level(rng), level(rng), ctx, c);
+                checkAtan2(level(rng), level(rng), ctx, c, form);
         }
     });
-    print("atan2f", c);
+    print(plainForm ? "atan2f-plain" : "atan2f", c);
     return c.mismatches.load() == 0 ? 0 : 1;
 }
 
@@ -226,9 +244,9 @@ int usage() {
     std::fprintf(stderr,
         "usage: numerics-check exhaustive FUNC [THREADS] [FIRST LAST] [HARD-CASES-OUT]\n"
         "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
-        "       numerics-check pairs COUNT [THREADS] [SEED]\n"
+        "       numerics-check pairs COUNT [THREADS] [SEED] [plain]\n"
         "       numerics-check doubles [COUNT] [THREADS] [SEED] [exp,sin,cos,atan,atan2,pow|all]\n"
-        "FUNC: sinf cosf expf atanf acosf\n");
+        "FUNC: sinf cosf expf atanf acosf, or one of them with -plain\n");
     return 2;
 }
 
@@ -254,6 +272,6 @@ int main(int argc, char** argv) {
                             argc >= 5 ? std::stoull(argv[4]) : 1u, argc >= 6 ? argv[5] : "all");
     if (mode == "pairs" && argc >= 3)
         return pairs(std::stoull(argv[2]), argc >= 4 ? static_cast<unsigned>(std::stoul(argv[3])) : 1u,
-                     argc >= 5 ? std::stoull(argv[4]) : 1u);
+                     argc >= 5 ? std::stoull(argv[4]) : 1u, argc >= 6 && std::string(argv[5]) == "plain");
     return usage();
 }
