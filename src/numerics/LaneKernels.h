@@ -94,8 +94,8 @@ V cosPolyV(V r) {
 // 8.53 * 2^-53 of cos r. Then:
 // (a) sin a = 0 exactly (j = 0 or 32): y = +-(r + r z S(z)), within 4.82 * 2^-53 |y| + |dr|.
 //     For k = 0, r = x and dr = 0. Otherwise x is a float within pi/64 of a non-zero multiple of
-//     pi/2 below 2^19, and every such float lies at least 2^-27.83 from it (the tests check all
-//     of them), so |y| >= 2^-27.9 and the bound is below 2^-46.3 |y|;
+//     pi/2 below 2^19, and every such float lies at least 2^-27.9 from it (the tests check all
+//     of them), so |y| >= 2^-27.92 and the bound is below 2^-46.2 |y|;
 // (b) otherwise a + r lies at least pi/32 - 0.0491 from every multiple of pi, so |y| >= 0.04905,
 //     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the last operation,
 //     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-74.2 < 2^-45.24 |y|.
