@@ -31,8 +31,8 @@ float sinCosWith(float x) {
     if (magnitude - 0x01000000u >= 0x49000000u - 0x01000000u) return sinCosRare(x, cosine);  // 2^-125, 2^19
     const double xd = x;
     const unsigned shift = cosine ? 16u : 0u;
-    const double y = magnitude < 0x44000000u ? sinCosTableV<P, false>(xd, shift)   // |x| < 2^9
-                                             : sinCosTableV<P, true>(xd, shift);
+    const double y = __builtin_expect(magnitude < 0x44000000u, 1) ? sinCosTableV<P, false>(xd, shift)  // |x| < 2^9
+                                                                  : sinCosTableV<P, true>(xd, shift);
     if (roundsSafely(y, kTrigUlps)) return static_cast<float>(y);
     return sinCosAccurate(x, cosine);
 }
