@@ -1,7 +1,9 @@
 // The inputs of the sampled comparison with MPFR, shared with the test of the array forms so that
 // both run on the same values: uniform bit patterns (every binade and the special values alike),
 // uniform values over the ranges the library feeds each function, and listed hard cases (inputs
-// whose value lies close to a float rounding boundary, from the exhaustive run).
+// whose value lies close to a float rounding boundary, from the exhaustive run, and inputs whose
+// fast kernel leaves the rounding undecided, so that both forms of each function take their
+// double-double path on them).
 #pragma once
 
 #include <cstdint>
