@@ -1,7 +1,9 @@
-// Internal to the numerics subsystem: the double kernels of sinf, expf and atan (for atanf, atan2f
-// and acosf), written once for a lane type V that is either double (the scalar functions) or a GCC
-// vector of doubles (the SSE2, AVX2 and AVX-512 forms). Each lane performs exactly the operations of
-// the scalar code, in the same order, so every lane gives the scalar bits.
+// Internal to the numerics subsystem: the double kernels of sinf and cosf, expf, atan (for atanf
+// and atan2f) and acosf, written once for a lane type V that is either double (the scalar
+// functions) or a GCC vector of doubles (the SSE2, AVX2 and AVX-512 forms), and for an operations
+// policy P (PlainOps; the scalar functions' fused form has its own, FloatFma.cpp). Each lane
+// performs exactly the operations of the plain scalar code, in the same order, so every lane gives
+// the scalar bits.
 //
 // Everything here has internal linkage and the header includes no standard header: the files
 // compiled for AVX2 and AVX-512 include it, and no inline function compiled for those processors
