@@ -9,6 +9,7 @@
 // the same bits either way.
 #include "AccurateExpLog.h"
 #include "FastPaths.h"
+#include "TrigKernelsDouble.h"
 #include "numerics.h"
 
 namespace XELORAALGO::num {
@@ -24,6 +25,10 @@ const bool kFmaUsable = (__builtin_cpu_init(), __builtin_cpu_supports("fma") != 
 #else
 double expNormalFma(double x) { return expNormalPlain(x); }
 double powPositiveFma(double x, double y) { return powPositive<DekkerProduct>(x, y); }
+bool sinCosRoundedFma(double x, bool cosine, double& out) { return sinCosRounded<DekkerProduct>(x, cosine, out); }
+bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out) {
+    return atanRounded<DekkerProduct>(n, d, inverted, xNegative, out);
+}
 const bool kFmaUsable = false;
 #endif
 

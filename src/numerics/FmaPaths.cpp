@@ -1,15 +1,16 @@
-// The fast paths of the double exp and pow (FastPaths.h) with the exact products formed by fused
-// multiply-adds, chosen at run time where the processor has them: the same bits as the plain paths,
-// fewer operations. Inputs and outputs as exp and pow; nothing is allocated.
+// The fast paths of the double exp, pow, sin, cos, atan and atan2 (FastPaths.h, TrigKernelsDouble.h)
+// with the exact products formed by fused multiply-adds, chosen at run time where the processor has
+// them: the same bits as the plain paths, fewer operations. Inputs and outputs as those kernels'; nothing is allocated.
 // Only the explicit fused multiply-adds below use the instruction (-ffp-contract=off keeps every other
 // expression rounded operation by operation); their single roundings keep within the error bounds
-// of ExpLogKernels.h, so both forms settle every input they accept on its correctly rounded value.
+// of ExpLogKernels.h and TrigKernelsDouble.h, so both forms settle every input they accept on its correctly rounded value.
 #if defined(__GNUC__) && defined(__x86_64__)
 #pragma GCC push_options
 #pragma GCC target("fma")
 #include <immintrin.h>
 
 #include "FastPaths.h"
+#include "TrigKernelsDouble.h"
 
 namespace XELORAALGO::num::detail {
 namespace {
@@ -33,6 +34,12 @@ struct FmaProduct {
 
 double expNormalFma(double x) { return expNormal<FmaProduct>(x); }
 double powPositiveFma(double x, double y) { return powPositive<FmaProduct>(x, y); }
+bool sinCosRoundedFma(double x, bool cosine, double& out) { return sinCosRounded<FmaProduct>(x, cosine, out); }
+bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out) {
+    return atanRounded<FmaProduct>(n, d, inverted, xNegative, out);
+}
+dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err) { return sinCosFast<FmaProduct>(x, cosine, err); }
+dd::DD atanRatioFastFmaForTest(double n, double d, double& err) { return atanRatioFast<FmaProduct>(n, d, err); }
 
 }  // namespace XELORAALGO::num::detail
 #pragma GCC pop_options

@@ -24,7 +24,7 @@ dd::DD reducePi1024(double ax, int& j);
 // The double nearest to v.hi + v.lo when every value within err of it rounds to that double.
 inline bool roundOrFail(dd::DD v, double err, double& out) {
     // The margin 2^-100 |v.hi| covers the rounding of v.lo -+ err itself.
-    const double e = err + (v.hi < 0 ? -v.hi : v.hi) * 0x1p-100;
+    const double e = err + __builtin_fabs(v.hi) * 0x1p-100;
     const double a = v.hi + (v.lo - e);
     const double b = v.hi + (v.lo + e);
     out = a;

@@ -1,0 +1,174 @@
+// Internal to the numerics subsystem: the fast paths of the double sine, cosine, arc tangent and
+// two-argument arc tangent, written once for an arithmetic policy P (DekkerProduct of
+// ExpLogKernels.h, or the fused multiply-adds of FmaPaths.cpp) and compiled for both. Each returns
+// only results its error bound proves correctly rounded; the caller hands every other input to the
+// 256-bit paths of KernelsDouble.h, so both forms give the same bits.
+//   sinCosRounded<P>(x, cosine, out): 2^-27 <= |x| finite.
+//   atanRounded<P>(n, d, inverted, xNegative, out): 0 < n <= d doubles with n / d >= 2^-64 and
+//     c n, c d (c in [2^-9, 1]) clear of underflow; the angle of the point (d, n) seen from the
+//     positive axis, reflected: atan(n/d), pi/2 - atan(n/d) (inverted), pi - atan(n/d) (xNegative)
+//     or pi/2 + atan(n/d) (both).
+// Branch-free on the common path: random signs and quadrants would mispredict half the branches.
+// No standard header; everything by value.
+#pragma once
+
+#include "FastPaths.h"
+#include "KernelsDouble.h"
+
+namespace XELORAALGO::num::detail {
+
+bool sinCosRoundedFma(double x, bool cosine, double& out);  // FmaPaths.cpp
+bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out);
+
+namespace {
+
+inline double flipSign(double v, unsigned long long sign) { return dd::fromBits(dd::bitsOf(v) ^ sign); }
+
+// ---- sine and cosine ----
+// |x| = (j + g) pi/1024 exactly reduced (r = g pi/1024, |r| <= pi/2048), then
+// sin(x) = S cos r + C sin r with S, C the double-double sine and cosine of j pi/1024 (rotated by the
+// quadrant): S + C rh is formed exactly (exact product and two-sum), every other term, at most 2^-19
+// of it, in plain double arithmetic with short Taylor polynomials.
+
+constexpr double kPi2048 = 0x1.921fb54442d18p-10;  // below pi/2048
+
+// Below 2^20, j = nearest(x 1024/pi) < 2^28.4 and pi/1024 = kP1 + kP2 + kP3 + kP4 + O(2^-168.8):
+// kP1 and kP2 have at most 24 significant bits, so j kP1 and j kP2 are exact.
+constexpr double kCodyWaiteLimit = 0x1p20;
+constexpr double kInvPi1024 = 0x1.45f306dc9c883p+8;
+constexpr double kP1 = 0x1.921fb4p-9, kP2 = 0x1.4442dp-33;
+constexpr double kP3 = 0x1.8469898cc517p-57, kP4 = 0x1.b839a252049c1p-113;
+
+// r = x - j pi/1024 for pi/2048 < x < 2^20, as a double-double. x - j kP1 is exact (Sterbenz), the
+// subtractions of j kP2 and of the high part of j kP3 exact two-sums; the low parts (each below
+// 2^-53 |r| + 2^-81) are added in double, the last one possibly fused: absolute error below 2^-132
+// plus 2^-104 |r|.
+template <class P>
+dd::DD reduceCodyWaite(double x, int& j) {
+    const double k = (x * kInvPi1024 + 0x1.8p52) - 0x1.8p52;
+    j = static_cast<int>(k) & 2047;
+    const dd::DD t = dd::twoSum(x - k * kP1, -(k * kP2));
+    const dd::DD p = P::exact(k, kP3);
+    const dd::DD s = dd::twoSum(t.hi, -p.hi);
+    return dd::fastTwoSum(s.hi, P::madd(-k, kP4, (s.lo + t.lo) - p.lo));
+}
+
+// Taylor coefficients (each rounded once; their rounding is part of the bound).
+constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720;
+constexpr double kS3 = 1.0 / 6, kS5 = 1.0 / 120, kS7 = 1.0 / 5040;
+
+// sin x (cosine = false) or cos x as a double-double, with its absolute error bound in err;
+// |x| >= 2^-27, finite.
+//
+// Error budget, relative to M = |S| + |C r| (|r| <= 2^-9.35, z = rh^2 <= 2^-18.7):
+//   terms left out: Sl (cos r - 1) and C rl rh^2/2 (2^-72.7 M each), Cl (sin r - r) (2^-74.3 M),
+//     the Taylor remainders (below 2^-90 M);
+//   S (cos r - 1), at most 2^-19.7 |S|, from four roundings: 2^-70.7 M;
+//   C (sin r - r), at most 2^-21.3 |C r|, from five roundings: 2^-72 M;
+//   the two last additions of the correction: 2^-72.2 M and 2^-74.3 M.
+// Sum below 2^-69.1 M; the bound uses 2^-68.47 M. A fused multiply-add rounds once where the plain
+// form rounds twice, each rounding error within the plain form's, so the bound holds for both.
+template <class P>
+dd::DD sinCosFast(double x, bool cosine, double& err) {
+    const double ax = __builtin_fabs(x);
+    int j = 0;
+    dd::DD r{ax, 0.0};
+    double reductionErr = 0.0;
+    if (ax > kPi2048) {
+        r = ax < kCodyWaiteLimit ? reduceCodyWaite<P>(ax, j) : reducePi1024(ax, j);
+        reductionErr = 0x1p-132 + __builtin_fabs(r.hi) * 0x1p-102;
+    }
+    const int i = j & 511;
+    const unsigned q = static_cast<unsigned>((j >> 9) + (cosine ? 1 : 0)) & 3u;
+    // sin(q pi/2 + t) is sin t, cos t, -sin t, -cos t for q = 0..3; with t = i pi/1024 + r,
+    // sin t = Sin_i cos r + Cos_i sin r and cos t = Cos_i cos r - Sin_i sin r. The quadrant picks
+    // the tables and the signs; the sign of a negative argument of the sine goes on both terms,
+    // which negates every rounding below.
+    const unsigned swap = q & 1u;
+    const unsigned long long signX = cosine ? 0ull : dd::bitsOf(x) & (1ull << 63);
+    const unsigned long long signS = (static_cast<unsigned long long>(q >> 1) << 63) ^ signX;
+    const unsigned long long signC = (static_cast<unsigned long long>((q ^ (q >> 1)) & 1u) << 63) ^ signX;
+    const double* const hi[2] = {kSinHi, kCosHi};
+    const double* const lo[2] = {kSinLo, kCosLo};
+    const double sh = flipSign(hi[swap][i], signS), sl = flipSign(lo[swap][i], signS);
+    const double ch = flipSign(hi[swap ^ 1u][i], signC), cl = flipSign(lo[swap ^ 1u][i], signC);
+    const double rh = r.hi, rl = r.lo;
+    const double z = rh * rh;
+    const double cosM1 = z * P::madd(z, P::madd(-z, kC6, kC4), -0.5);        // cos rh - 1
+    const double sinMr = (rh * z) * P::madd(z, P::madd(-z, kS7, kS5), -kS3);  // sin rh - rh
+    const dd::DD p = P::exact(ch, rh);
+    const dd::DD h = dd::fastTwoSum(sh, p.hi);  // |sh| >= sin(pi/1024) > |ch rh|, or sh = 0
+    double corr = P::madd(cl, rh, (h.lo + p.lo) + sl);
+    corr = P::madd(-sh, rh * rl, P::madd(ch, rl, corr));
+    corr = P::madd(sh, cosM1, P::madd(ch, sinMr, corr));
+    const double ac = __builtin_fabs(ch);
+    err = (__builtin_fabs(sh) + ac * __builtin_fabs(rh)) * 0x1.7p-69 + ac * reductionErr * 1.01;
+    return dd::fastTwoSum(h.hi, corr);
+}
+
+template <class P>
+bool sinCosRounded(double x, bool cosine, double& out) {
+    double err;
+    const dd::DD y = sinCosFast<P>(x, cosine, err);
+    return roundOrFail(y, err, out);
+}
+
+// ---- arc tangent ----
+// atan(n/d) = atan(c) + atan(u) with c = i/512 the table point nearest to n/d and
+// u = (n - c d) / (d + c n), |u| <= 2^-10 (1 + 2^-42): the table's high part plus u is formed
+// exactly, the rest (at most 2^-21.6 of u, and the low parts) in plain double arithmetic.
+
+// atan(n/d) as a double-double for 0 < n <= d, with its absolute error bound in err.
+// The numerator: with p = c d exact (hi + lo), n - p.hi is exact: for c = 0, p = 0; else n/d lies
+// within 2^-10 (1 + 2^-52) of c >= 2^-9 and strictly above 2^-10 when c = 2^-9 (the rounding to the
+// nearest even i sends 512 v = 1/2 to 0), so p.hi/2 <= n <= 2 p.hi (Sterbenz). The denominator
+// d + c n: d >= c n, a fast two-sum plus the low part of c n, relative error below 2^-104.
+// Error budget (relative to |u| unless stated): the quotient and its one correction step 2^-101,
+// plus 2^-104 c absolute from the roundings of the correction (its terms may exceed u when n - c d
+// cancels); the series' tail -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6) to five roundings, 2^-72.3;
+// the omitted u^9/9 and ul u^2, 2^-73; the additions of the correction, 2^-74.6 and 2^-105 of the
+// table value. The bound uses 2^-69 |u| + 2^-98 (v + atan(i/512)), a margin of four over the sum.
+constexpr double kA3 = 1.0 / 3, kA5 = 1.0 / 5, kA7 = 1.0 / 7;
+
+template <class P>
+dd::DD atanRatioFast(double n, double d, double& err) {
+    const double v = n / d;
+    const double i = (v * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
+    const double c = i * 0x1p-9;
+    const int k = static_cast<int>(i);
+    const dd::DD p = P::exact(c, d);
+    const double numHi = n - p.hi, numLo = -p.lo;
+    const dd::DD q = P::exact(c, n);
+    dd::DD den = dd::fastTwoSum(d, q.hi);
+    den.lo += q.lo;
+    const double uh = (numHi + numLo) / den.hi;
+    const dd::DD uDen = P::exact(uh, den.hi);
+    const double ul = ((((numHi - uDen.hi) - uDen.lo) + numLo) - uh * den.lo) / den.hi;
+    const double z = uh * uh;
+    const double tail = (uh * z) * P::madd(z, P::madd(-z, kA7, kA5), -kA3);
+    const dd::DD h = dd::fastTwoSum(kAtanHi[k], uh);  // atan(i/512) >= 2|u|, or 0
+    const double corr = ((h.lo + kAtanLo[k]) + ul) + tail;
+    err = __builtin_fabs(uh) * 0x1p-69 + (v + kAtanHi[k]) * 0x1p-98;
+    return dd::fastTwoSum(h.hi, corr);
+}
+
+// 0, pi/2, pi, pi/2 for inverted + 2 xNegative, as double-doubles.
+constexpr double kAngleHi[4] = {0.0, 0x1.921fb54442d18p+0, 0x1.921fb54442d18p+1, 0x1.921fb54442d18p+0};
+constexpr double kAngleLo[4] = {0.0, 0x1.1a62633145c07p-54, 0x1.1a62633145c07p-53, 0x1.1a62633145c07p-54};
+
+// K -+ a with K = kAngle[inverted + 2 xNegative], a = atan(n/d) negated when exactly one of the two
+// is set. K.hi and -+a.hi add exactly (|K| > |a| or K = 0); the two roundings of the low sum add at
+// most 2^-102.4, within 2^-103 K.hi.
+template <class P>
+bool atanRounded(double n, double d, bool inverted, bool xNegative, double& out) {
+    double err;
+    const dd::DD a = atanRatioFast<P>(n, d, err);
+    const int m = (inverted ? 1 : 0) + (xNegative ? 2 : 0);
+    const unsigned long long sign = static_cast<unsigned long long>(inverted != xNegative) << 63;
+    const dd::DD s = dd::fastTwoSum(kAngleHi[m], flipSign(a.hi, sign));
+    const double corr = (s.lo + kAngleLo[m]) + flipSign(a.lo, sign);
+    return roundOrFail(dd::fastTwoSum(s.hi, corr), err + kAngleHi[m] * 0x1p-103, out);
+}
+
+}  // namespace
+}  // namespace XELORAALGO::num::detail
