@@ -60,7 +60,7 @@ double scaleByPowerOfTwo(double v, int p) {  // v 2^p, exact for results in the 
 double atan(double x) {
     if (x != x) return x + x;
     const bool negative = signBit(x);
-    const double t = negative ? -x : x;
+    const double t = __builtin_fabs(x);
     // t < 2^-27: atan t = t (1 - t^2/3 ...) rounds to t. t > 2^64: pi/2 - 1/t rounds to pi/2.
     if (t < 0x1p-27) return x;
     if (t > 0x1p64) return withSign(kPio2.hi, negative);
@@ -76,8 +76,8 @@ double atan2(double y, double x) {
     if (x != x || y != y) return x + y;
     const bool negative = signBit(y);
     const bool xNegative = signBit(x);
-    const double ay = negative ? -y : y;
-    const double ax = xNegative ? -x : x;
+    const double ay = __builtin_fabs(y);
+    const double ax = __builtin_fabs(x);
     const double inf = 0x1p1023 * 2.0;
     // Annex F: zeros and infinities give 0, pi/4, pi/2, 3pi/4 or pi with the sign of y.
     if (ay == 0.0) return withSign(xNegative ? kPi.hi : 0.0, negative);

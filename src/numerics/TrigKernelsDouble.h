@@ -57,16 +57,16 @@ dd::DD reduceCodyWaite(double x, int& j) {
 constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720;
 constexpr double kS3 = 1.0 / 6, kS5 = 1.0 / 120, kS7 = 1.0 / 5040;
 
-// sin x (cosine = false) or cos x as a double-double, with its absolute error bound in err;
-// |x| >= 2^-27, finite.
+// sin x (cosine = false) or cos x as hi + lo (|lo| below 2^-18 |hi|), with its absolute error bound
+// in err; |x| >= 2^-27, finite.
 //
 // Error budget, relative to M = |S| + |C r| (|r| <= 2^-9.35, z = rh^2 <= 2^-18.7):
 //   terms left out: Sl (cos r - 1) and C rl rh^2/2 (2^-72.7 M each), Cl (sin r - r) (2^-74.3 M),
 //     the Taylor remainders (below 2^-90 M);
 //   S (cos r - 1), at most 2^-19.7 |S|, from four roundings: 2^-70.7 M;
 //   C (sin r - r), at most 2^-21.3 |C r|, from five roundings: 2^-72 M;
-//   the two last additions of the correction: 2^-72.2 M and 2^-74.3 M.
-// Sum below 2^-69.1 M; the bound uses 2^-68.47 M. A fused multiply-add rounds once where the plain
+//   the three additions that hold those two terms: 2^-72.7 M, 2^-74.3 M and 2^-72.1 M.
+// Sum below 2^-69 M; the bound uses 2^-68.47 M. A fused multiply-add rounds once where the plain
 // form rounds twice, each rounding error within the plain form's, so the bound holds for both.
 template <class P>
 dd::DD sinCosFast(double x, bool cosine, double& err) {
@@ -88,22 +88,22 @@ dd::DD sinCosFast(double x, bool cosine, double& err) {
     const unsigned long long signX = cosine ? 0ull : dd::bitsOf(x) & (1ull << 63);
     const unsigned long long signS = (static_cast<unsigned long long>(q >> 1) << 63) ^ signX;
     const unsigned long long signC = (static_cast<unsigned long long>((q ^ (q >> 1)) & 1u) << 63) ^ signX;
-    const double* const hi[2] = {kSinHi, kCosHi};
-    const double* const lo[2] = {kSinLo, kCosLo};
-    const double sh = flipSign(hi[swap][i], signS), sl = flipSign(lo[swap][i], signS);
-    const double ch = flipSign(hi[swap ^ 1u][i], signC), cl = flipSign(lo[swap ^ 1u][i], signC);
+    const double sh = flipSign((swap ? kCosHi : kSinHi)[i], signS);
+    const double sl = flipSign((swap ? kCosLo : kSinLo)[i], signS);
+    const double ch = flipSign((swap ? kSinHi : kCosHi)[i], signC);
+    const double cl = flipSign((swap ? kSinLo : kCosLo)[i], signC);
     const double rh = r.hi, rl = r.lo;
     const double z = rh * rh;
     const double cosM1 = z * P::madd(z, P::madd(-z, kC6, kC4), -0.5);        // cos rh - 1
     const double sinMr = (rh * z) * P::madd(z, P::madd(-z, kS7, kS5), -kS3);  // sin rh - rh
     const dd::DD p = P::exact(ch, rh);
     const dd::DD h = dd::fastTwoSum(sh, p.hi);  // |sh| >= sin(pi/1024) > |ch rh|, or sh = 0
-    double corr = P::madd(cl, rh, (h.lo + p.lo) + sl);
-    corr = P::madd(-sh, rh * rl, P::madd(ch, rl, corr));
-    corr = P::madd(sh, cosM1, P::madd(ch, sinMr, corr));
+    // The correction as two sums of independent terms (a short chain of dependent operations).
+    const double small = P::madd(-sh, rh * rl, P::madd(ch, rl, P::madd(cl, rh, sl)));
+    const double corr = P::madd(sh, cosM1, small) + P::madd(ch, sinMr, h.lo + p.lo);
     const double ac = __builtin_fabs(ch);
     err = (__builtin_fabs(sh) + ac * __builtin_fabs(rh)) * 0x1.7p-69 + ac * reductionErr * 1.01;
-    return dd::fastTwoSum(h.hi, corr);
+    return {h.hi, corr};  // not renormalised: roundOrFail takes the pair as it is
 }
 
 template <class P>
@@ -114,60 +114,64 @@ bool sinCosRounded(double x, bool cosine, double& out) {
 }
 
 // ---- arc tangent ----
-// atan(n/d) = atan(c) + atan(u) with c = i/512 the table point nearest to n/d and
-// u = (n - c d) / (d + c n), |u| <= 2^-10 (1 + 2^-42): the table's high part plus u is formed
-// exactly, the rest (at most 2^-21.6 of u, and the low parts) in plain double arithmetic.
-
-// atan(n/d) as a double-double for 0 < n <= d, with its absolute error bound in err.
+// For 0 < n <= d: atan(n/d) = atan(c) + atan(u) with c = i/512 the table point nearest to n/d and
+// u = (n - c d) / (d + c n), |u| <= 2^-10 (1 + 2^-42); the angle is K + s atan(n/d) with
+// (K, s) = (0, +), (pi/2, -), (pi, -), (pi/2, +) for inverted + 2 xNegative. K + s atan(c) is an
+// exact two-sum t, formed while u is computed; t.hi + s u is exact too (|t.hi| >= pi/4 > |u|, or
+// t.hi = atan(c) >= 2|u|, or t.hi = 0); the rest (at most 2^-21.6 of u, and the low parts) is
+// summed in plain double arithmetic.
+//
 // The numerator: with p = c d exact (hi + lo), n - p.hi is exact: for c = 0, p = 0; else n/d lies
 // within 2^-10 (1 + 2^-52) of c >= 2^-9 and strictly above 2^-10 when c = 2^-9 (the rounding to the
-// nearest even i sends 512 v = 1/2 to 0), so p.hi/2 <= n <= 2 p.hi (Sterbenz). The denominator
-// d + c n: d >= c n, a fast two-sum plus the low part of c n, relative error below 2^-104.
-// Error budget (relative to |u| unless stated): the quotient and its one correction step 2^-101,
-// plus 2^-104 c absolute from the roundings of the correction (its terms may exceed u when n - c d
-// cancels); the series' tail -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6) to five roundings, 2^-72.3;
-// the omitted u^9/9 and ul u^2, 2^-73; the additions of the correction, 2^-74.6 and 2^-105 of the
-// table value. The bound uses 2^-69 |u| + 2^-98 (v + atan(i/512)), a margin of four over the sum.
+// nearest even multiple sends v = 2^-10 to 0), so p.hi/2 <= n <= 2 p.hi (Sterbenz). The
+// denominator d + c n: d >= c n, a fast two-sum plus the low part of c n, relative error below
+// 2^-104.
+// Error budget (relative to |u| unless stated): the quotient, taken as the numerator times the
+// rounded reciprocal of den.hi (within 2^-51.4 of u) and corrected once by the residual (formed to
+// 2^-53 of its terms, times the same reciprocal, which also drops den.lo from the divisor: 2^-102.4),
+// 2^-100, plus 2^-104 c absolute from the roundings of the residual (its terms may exceed u when
+// n - c d cancels); the series' tail -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6) to five roundings,
+// 2^-72.3; the omitted u^9/9 and ul u^2, 2^-73; the two roundings that add ul and the tail,
+// 2^-74.5 each; the low parts (t.lo, K.lo, atan(c).lo, the low part of t.hi + s u, each below
+// 2^-52 of their sum's scale) add four roundings of at most 2^-103.4 of that scale. The bound uses
+// 2^-69 |u| + 2^-98 (v + atan(c)) + 2^-100 K: a margin of four over the sum.
 constexpr double kA3 = 1.0 / 3, kA5 = 1.0 / 5, kA7 = 1.0 / 7;
-
-template <class P>
-dd::DD atanRatioFast(double n, double d, double& err) {
-    const double v = n / d;
-    const double i = (v * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
-    const double c = i * 0x1p-9;
-    const int k = static_cast<int>(i);
-    const dd::DD p = P::exact(c, d);
-    const double numHi = n - p.hi, numLo = -p.lo;
-    const dd::DD q = P::exact(c, n);
-    dd::DD den = dd::fastTwoSum(d, q.hi);
-    den.lo += q.lo;
-    const double uh = (numHi + numLo) / den.hi;
-    const dd::DD uDen = P::exact(uh, den.hi);
-    const double ul = ((((numHi - uDen.hi) - uDen.lo) + numLo) - uh * den.lo) / den.hi;
-    const double z = uh * uh;
-    const double tail = (uh * z) * P::madd(z, P::madd(-z, kA7, kA5), -kA3);
-    const dd::DD h = dd::fastTwoSum(kAtanHi[k], uh);  // atan(i/512) >= 2|u|, or 0
-    const double corr = ((h.lo + kAtanLo[k]) + ul) + tail;
-    err = __builtin_fabs(uh) * 0x1p-69 + (v + kAtanHi[k]) * 0x1p-98;
-    return dd::fastTwoSum(h.hi, corr);
-}
 
 // 0, pi/2, pi, pi/2 for inverted + 2 xNegative, as double-doubles.
 constexpr double kAngleHi[4] = {0.0, 0x1.921fb54442d18p+0, 0x1.921fb54442d18p+1, 0x1.921fb54442d18p+0};
 constexpr double kAngleLo[4] = {0.0, 0x1.1a62633145c07p-54, 0x1.1a62633145c07p-53, 0x1.1a62633145c07p-54};
 
-// K -+ a with K = kAngle[inverted + 2 xNegative], a = atan(n/d) negated when exactly one of the two
-// is set. K.hi and -+a.hi add exactly (|K| > |a| or K = 0); the two roundings of the low sum add at
-// most 2^-102.4, within 2^-103 K.hi.
+template <class P>
+dd::DD atanAngleFast(double n, double d, bool inverted, bool xNegative, double& err) {
+    const double v = n / d;
+    const double c = (v + 0x1.8p43) - 0x1.8p43;  // the nearest multiple of 2^-9 (ties to even), 0..1
+    const int k = static_cast<int>(c * 512.0);
+    const int m = (inverted ? 1 : 0) + (xNegative ? 2 : 0);
+    const double s = inverted != xNegative ? -1.0 : 1.0;
+    const dd::DD t = dd::twoSum(kAngleHi[m], s * kAtanHi[k]);
+    const double lows = (t.lo + kAngleLo[m]) + s * kAtanLo[k];
+    const dd::DD p = P::exact(c, d);
+    const double numHi = n - p.hi, numLo = -p.lo;
+    const dd::DD q = P::exact(c, n);
+    dd::DD den = dd::fastTwoSum(d, q.hi);
+    den.lo += q.lo;
+    const double recip = 1.0 / den.hi;  // one division, started as soon as den.hi is known
+    const double uh = (numHi + numLo) * recip;
+    const dd::DD uDen = P::exact(uh, den.hi);
+    const double ul = (((numHi - uDen.hi) - uDen.lo) + (numLo - uh * den.lo)) * recip;
+    const double z = uh * uh;
+    const double tail = (uh * z) * P::madd(z, P::madd(-z, kA7, kA5), -kA3);
+    const dd::DD h = dd::fastTwoSum(t.hi, s * uh);
+    const double corr = (h.lo + lows) + s * (ul + tail);
+    err = __builtin_fabs(uh) * 0x1p-69 + (v + kAtanHi[k]) * 0x1p-98 + kAngleHi[m] * 0x1p-100;
+    return {h.hi, corr};  // not renormalised: roundOrFail takes the pair as it is
+}
+
 template <class P>
 bool atanRounded(double n, double d, bool inverted, bool xNegative, double& out) {
     double err;
-    const dd::DD a = atanRatioFast<P>(n, d, err);
-    const int m = (inverted ? 1 : 0) + (xNegative ? 2 : 0);
-    const unsigned long long sign = static_cast<unsigned long long>(inverted != xNegative) << 63;
-    const dd::DD s = dd::fastTwoSum(kAngleHi[m], flipSign(a.hi, sign));
-    const double corr = (s.lo + kAngleLo[m]) + flipSign(a.lo, sign);
-    return roundOrFail(dd::fastTwoSum(s.hi, corr), err + kAngleHi[m] * 0x1p-103, out);
+    const dd::DD a = atanAngleFast<P>(n, d, inverted, xNegative, err);
+    return roundOrFail(a, err, out);
 }
 
 }  // namespace

@@ -24,7 +24,7 @@ namespace dd = XELORAALGO::num::dd;
 
 namespace XELORAALGO::num::detail {
 dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err);  // FmaPaths.cpp
-dd::DD atanRatioFastFmaForTest(double n, double d, double& err);
+dd::DD atanAngleFastFmaForTest(double n, double d, bool inverted, bool xNegative, double& err);
 }  // namespace XELORAALGO::num::detail
 
 namespace {
@@ -236,13 +236,13 @@ TEST(NumericsDouble, HardCasesRoundCorrectly) {
 struct TrigForm {
     const char* name;
     dd::DD (*sinCos)(double, bool, double&);
-    dd::DD (*atanRatio)(double, double, double&);
+    dd::DD (*atanAngle)(double, double, bool, bool, double&);
 };
 
 std::vector<TrigForm> trigForms() {
     std::vector<TrigForm> forms{{"plain", detail::sinCosFast<detail::DekkerProduct>,
-                                 detail::atanRatioFast<detail::DekkerProduct>}};
-    if (detail::kFmaUsable) forms.push_back({"fused", detail::sinCosFastFmaForTest, detail::atanRatioFastFmaForTest});
+                                 detail::atanAngleFast<detail::DekkerProduct>}};
+    if (detail::kFmaUsable) forms.push_back({"fused", detail::sinCosFastFmaForTest, detail::atanAngleFastFmaForTest});
     return forms;
 }
 
@@ -272,12 +272,15 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
             if (i % 7 == 0) n = d * ((static_cast<double>(rng() % 513) + unit(rng) * 0x1p-20) / 512);
             if (i % 11 == 0) n = d * (0x1p-10 + unit(rng) * 0x1p-40);
             if (!(n > 0.0 && n <= d && n >= d * 0x1p-64)) continue;
-            mpfr_set_d(in.v, n, MPFR_RNDN);
-            mpfr_set_d(den.v, d, MPFR_RNDN);
+            // The angle of (x, y) = (-+d, n) or (-+n, d): atan(n/d) reflected by inverted and xNegative.
+            const bool inverted = i % 2 == 1, xNegative = i % 4 >= 2;
+            mpfr_set_d(in.v, inverted ? d : n, MPFR_RNDN);
+            mpfr_set_d(den.v, xNegative ? -(inverted ? n : d) : (inverted ? n : d), MPFR_RNDN);
             mpfr_atan2(exact.v, in.v, den.v, MPFR_RNDN);
             double err;
-            const dd::DD got = form.atanRatio(n, d, err);
-            ASSERT_LE(absoluteError(got, exact.v), err) << form.name << std::hexfloat << n << " / " << d;
+            const dd::DD got = form.atanAngle(n, d, inverted, xNegative, err);
+            ASSERT_LE(absoluteError(got, exact.v), err) << form.name << std::hexfloat << n << " / " << d << " "
+                                                        << inverted << xNegative;
             ASSERT_LT(err, got.hi * 0x1p-66) << std::hexfloat << n << " / " << d;
         }
     }
