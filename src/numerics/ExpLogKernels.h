@@ -45,6 +45,7 @@ inline bool roundScaled(const ScaledDd& v, double err, double& out) {
 // a fused a * b + c rounds once instead of twice, so every error bound below holds for both, and
 // both forms return the correctly rounded result whenever their rounding test accepts: the same bits.
 struct DekkerProduct {
+    static constexpr bool kFused = false;
     static dd::DD exact(double a, double b) { return dd::twoProd(a, b); }
     static double madd(double a, double b, double c) { return a * b + c; }  // two roundings
     // b with at most 26 significant bits: only a is split.

@@ -16,6 +16,7 @@ namespace {
 
 // The builtin becomes the instruction under this file's target (no call: -fno-math-errno).
 struct FmaProduct {
+    static constexpr bool kFused = true;
     static dd::DD exact(double a, double b) {
         const double p = a * b;
         return {p, __builtin_fma(a, b, -p)};

@@ -18,8 +18,15 @@ double sinCos(double x, bool cosine) {
     if (!cosine && ax < 0x1p-26) return x;
     if (cosine && ax < 0x1p-27) return 1.0;
     double out;
-    const bool settled = detail::kFmaUsable ? detail::sinCosRoundedFma(x, cosine, out)
-                                            : detail::sinCosRounded<detail::DekkerProduct>(x, cosine, out);
+    bool settled;
+    if (ax < detail::kCodyWaiteLimit) {
+        settled = detail::kFmaUsable ? detail::sinCosRoundedFma(x, cosine, out)
+                                     : detail::sinCosRounded<detail::DekkerProduct>(x, cosine, out);
+    } else {
+        double err;
+        const dd::DD y = detail::sinCosFast<detail::DekkerProduct>(x, cosine, err);
+        settled = detail::roundOrFail(y, err, out);
+    }
     return settled ? out : detail::sinCosAccurate256(x, cosine);
 }
 

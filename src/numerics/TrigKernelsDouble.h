@@ -3,7 +3,7 @@
 // ExpLogKernels.h, or the fused multiply-adds of FmaPaths.cpp) and compiled for both. Each returns
 // only results its error bound proves correctly rounded; the caller hands every other input to the
 // 256-bit paths of KernelsDouble.h, so both forms give the same bits.
-//   sinCosRounded<P>(x, cosine, out): 2^-27 <= |x| finite.
+//   sinCosRounded<P>(x, cosine, out): 2^-27 <= |x| < 2^20 (sinCosFast: any finite |x| >= 2^-27).
 //   atanRounded<P>(n, d, inverted, xNegative, out): 0 < n <= d doubles with n / d >= 2^-64 and
 //     c n, c d (c in [2^-9, 1]) clear of underflow; the angle of the point (d, n) seen from the
 //     positive axis, reflected: atan(n/d), pi/2 - atan(n/d) (inverted), pi - atan(n/d) (xNegative)
@@ -39,19 +39,35 @@ constexpr double kInvPi1024 = 0x1.45f306dc9c883p+8;
 constexpr double kP1 = 0x1.921fb4p-9, kP2 = 0x1.4442dp-33;
 constexpr double kP3 = 0x1.8469898cc517p-57, kP4 = 0x1.b839a252049c1p-113;
 
-// r = x - j pi/1024 for pi/2048 < x < 2^20, as a double-double. x - j kP1 is exact (Sterbenz), the
-// subtractions of j kP2 and of the high part of j kP3 exact two-sums; the low parts (each below
-// 2^-53 |r| + 2^-81) are added in double, the last one possibly fused: absolute error below 2^-132
-// plus 2^-104 |r|.
+// pi/1024 = kPi1024.hi + kPi1024.lo + kPi1024Third + O(2^-168).
+constexpr double kPi1024Third = -0x1.f1976b7ed8fbcp-119;
+
+// r = x - j pi/1024 for pi/2048 < x < 2^20, as a double-double: absolute error below 2^-132 plus
+// 2^-104 |r|.
+// Plain: x - j kP1 is exact (Sterbenz), the subtractions of j kP2 and of the high part of j kP3
+// exact two-sums; the low parts (each below 2^-53 |r| + 2^-81) are added in double.
+// Fused: x - j kPi1024.hi is exact in one fused operation (x and j kPi1024.hi are multiples of 2^-62, their
+// difference below 2^-9 in magnitude), j kPi1024.lo an exact product, its subtraction an exact
+// two-sum; the low parts (below 2^-53 |r| + 2^-87) and j kPi1024Third (below 2^-88) round once each.
 template <class P>
-dd::DD reduceCodyWaite(double x, int& j) {
+__attribute__((always_inline)) inline dd::DD reduceCodyWaite(double x, int& j) {
     const double k = (x * kInvPi1024 + 0x1.8p52) - 0x1.8p52;
     j = static_cast<int>(k) & 2047;
-    const dd::DD t = dd::twoSum(x - k * kP1, -(k * kP2));
-    const dd::DD p = P::exact(k, kP3);
-    const dd::DD s = dd::twoSum(t.hi, -p.hi);
-    return dd::fastTwoSum(s.hi, P::madd(-k, kP4, (s.lo + t.lo) - p.lo));
+    if constexpr (P::kFused) {
+        const double t = P::madd(-k, kPi1024.hi, x);
+        const dd::DD p = P::exact(k, kPi1024.lo);
+        const dd::DD s = dd::twoSum(t, -p.hi);
+        return dd::fastTwoSum(s.hi, P::madd(-k, kPi1024Third, s.lo - p.lo));
+    } else {
+        const dd::DD t = dd::twoSum(x - k * kP1, -(k * kP2));
+        const dd::DD p = P::exact(k, kP3);
+        const dd::DD s = dd::twoSum(t.hi, -p.hi);
+        return dd::fastTwoSum(s.hi, P::madd(-k, kP4, (s.lo + t.lo) - p.lo));
+    }
 }
+
+// The tables by index (a quadrant swaps sine and cosine without a branch).
+constexpr const double* kSinCosTables[4] = {kSinHi, kSinLo, kCosHi, kCosLo};
 
 // Taylor coefficients (each rounded once; their rounding is part of the bound).
 constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720;
@@ -68,14 +84,15 @@ constexpr double kS3 = 1.0 / 6, kS5 = 1.0 / 120, kS7 = 1.0 / 5040;
 //   the three additions that hold those two terms: 2^-72.7 M, 2^-74.3 M and 2^-72.1 M.
 // Sum below 2^-69 M; the bound uses 2^-68.47 M. A fused multiply-add rounds once where the plain
 // form rounds twice, each rounding error within the plain form's, so the bound holds for both.
-template <class P>
-dd::DD sinCosFast(double x, bool cosine, double& err) {
+// kAnyRange: |x| may exceed 2^20 (the reduction may call reducePi1024); else no call is made.
+template <class P, bool kAnyRange = true>
+__attribute__((always_inline)) inline dd::DD sinCosFast(double x, bool cosine, double& err) {
     const double ax = __builtin_fabs(x);
     int j = 0;
     dd::DD r{ax, 0.0};
     double reductionErr = 0.0;
     if (ax > kPi2048) {
-        r = ax < kCodyWaiteLimit ? reduceCodyWaite<P>(ax, j) : reducePi1024(ax, j);
+        r = !kAnyRange || ax < kCodyWaiteLimit ? reduceCodyWaite<P>(ax, j) : reducePi1024(ax, j);
         reductionErr = 0x1p-132 + __builtin_fabs(r.hi) * 0x1p-102;
     }
     const int i = j & 511;
@@ -88,10 +105,10 @@ dd::DD sinCosFast(double x, bool cosine, double& err) {
     const unsigned long long signX = cosine ? 0ull : dd::bitsOf(x) & (1ull << 63);
     const unsigned long long signS = (static_cast<unsigned long long>(q >> 1) << 63) ^ signX;
     const unsigned long long signC = (static_cast<unsigned long long>((q ^ (q >> 1)) & 1u) << 63) ^ signX;
-    const double sh = flipSign((swap ? kCosHi : kSinHi)[i], signS);
-    const double sl = flipSign((swap ? kCosLo : kSinLo)[i], signS);
-    const double ch = flipSign((swap ? kSinHi : kCosHi)[i], signC);
-    const double cl = flipSign((swap ? kSinLo : kCosLo)[i], signC);
+    const double sh = flipSign(kSinCosTables[2 * swap][i], signS);
+    const double sl = flipSign(kSinCosTables[2 * swap + 1][i], signS);
+    const double ch = flipSign(kSinCosTables[2 - 2 * swap][i], signC);
+    const double cl = flipSign(kSinCosTables[3 - 2 * swap][i], signC);
     const double rh = r.hi, rl = r.lo;
     const double z = rh * rh;
     const double cosM1 = z * P::madd(z, P::madd(-z, kC6, kC4), -0.5);        // cos rh - 1
@@ -106,10 +123,12 @@ dd::DD sinCosFast(double x, bool cosine, double& err) {
     return {h.hi, corr};  // not renormalised: roundOrFail takes the pair as it is
 }
 
+// The fast path for 2^-27 <= |x| < 2^20: true and the correctly rounded result in out when its
+// bound settles it.
 template <class P>
 bool sinCosRounded(double x, bool cosine, double& out) {
     double err;
-    const dd::DD y = sinCosFast<P>(x, cosine, err);
+    const dd::DD y = sinCosFast<P, false>(x, cosine, err);
     return roundOrFail(y, err, out);
 }
 
@@ -142,7 +161,8 @@ constexpr double kAngleHi[4] = {0.0, 0x1.921fb54442d18p+0, 0x1.921fb54442d18p+1,
 constexpr double kAngleLo[4] = {0.0, 0x1.1a62633145c07p-54, 0x1.1a62633145c07p-53, 0x1.1a62633145c07p-54};
 
 template <class P>
-dd::DD atanAngleFast(double n, double d, bool inverted, bool xNegative, double& err) {
+__attribute__((always_inline)) inline dd::DD atanAngleFast(double n, double d, bool inverted, bool xNegative,
+                                                           double& err) {
     const double v = n / d;
     const double c = (v + 0x1.8p43) - 0x1.8p43;  // the nearest multiple of 2^-9 (ties to even), 0..1
     const int k = static_cast<int>(c * 512.0);
