@@ -24,9 +24,15 @@ DD quotient(DD a, DD b) {
     return dd::fastTwoSum(q, rest / b.hi);
 }
 
-bool atanRounded(double n, double d, bool inverted, bool xNegative, double& out) {
-    return detail::kFmaUsable ? detail::atanRoundedFma(n, d, inverted, xNegative, out)
-                              : detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xNegative, out);
+// The fast path's result, or a NaN when its bound does not settle it.
+double atanRounded(double n, double d, bool inverted, bool xNegative) {
+    return detail::kFmaUsable ? detail::atanRoundedFma(n, d, inverted, xNegative)
+                              : detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xNegative);
+}
+
+// The 256-bit path of atan t, t > 0, out of line: it needs a large frame the fast path should not set up.
+__attribute__((noinline)) double atanAccurate(double t) {
+    return mw::toDouble(detail::atanAccurate256(mw::fromDouble(t)));
 }
 
 double withSign(double v, bool negative) {  // -v when negative, without a branch
@@ -58,17 +64,16 @@ double scaleByPowerOfTwo(double v, int p) {  // v 2^p, exact for results in the 
 }  // namespace
 
 double atan(double x) {
-    if (x != x) return x + x;
-    const bool negative = signBit(x);
     const double t = __builtin_fabs(x);
+    const bool negative = signBit(x);
     // t < 2^-27: atan t = t (1 - t^2/3 ...) rounds to t. t > 2^64: pi/2 - 1/t rounds to pi/2.
-    if (t < 0x1p-27) return x;
-    if (t > 0x1p64) return withSign(kPio2.hi, negative);
-    const bool inverted = t > 1.0;
-    double out;
-    if (!atanRounded(inverted ? 1.0 : t, inverted ? t : 1.0, inverted, false, out)) {
-        out = mw::toDouble(detail::atanAccurate256(mw::fromDouble(t)));
+    if (!(t >= 0x1p-27 && t <= 0x1p64)) {
+        if (x != x) return x + x;
+        return t < 0x1p-27 ? x : withSign(kPio2.hi, negative);
     }
+    const bool inverted = t > 1.0;
+    double out = atanRounded(inverted ? 1.0 : t, inverted ? t : 1.0, inverted, false);
+    if (out != out) out = atanAccurate(t);
     return withSign(out, negative);
 }
 
@@ -115,8 +120,8 @@ double atan2(double y, double x) {
     const double sx = scaled ? scaleByPowerOfTwo(ax, -ex) : ax;
     const double sy = scaled ? scaleByPowerOfTwo(ay, -ex) : ay;
     const bool inverted = sy > sx;
-    if (!atanRounded(inverted ? sx : sy, inverted ? sy : sx, inverted, xNegative, out))
-        out = detail::atan2Accurate256(ay, ax, xNegative);
+    out = atanRounded(inverted ? sx : sy, inverted ? sy : sx, inverted, xNegative);
+    if (out != out) out = detail::atan2Accurate256(ay, ax, xNegative);
     return withSign(out, negative);
 }
 

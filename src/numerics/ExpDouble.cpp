@@ -25,9 +25,9 @@ const bool kFmaUsable = (__builtin_cpu_init(), __builtin_cpu_supports("fma") != 
 #else
 double expNormalFma(double x) { return expNormalPlain(x); }
 double powPositiveFma(double x, double y) { return powPositive<DekkerProduct>(x, y); }
-bool sinCosRoundedFma(double x, bool cosine, double& out) { return sinCosRounded<DekkerProduct>(x, cosine, out); }
-bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out) {
-    return atanRounded<DekkerProduct>(n, d, inverted, xNegative, out);
+double sinCosRoundedFma(double x, bool cosine) { return sinCosRounded<DekkerProduct>(x, cosine); }
+double atanRoundedFma(double n, double d, bool inverted, bool xNegative) {
+    return atanRounded<DekkerProduct>(n, d, inverted, xNegative);
 }
 const bool kFmaUsable = false;
 #endif

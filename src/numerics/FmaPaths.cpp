@@ -29,9 +29,9 @@ struct FmaProduct {
 
 double expNormalFma(double x) { return expNormal<FmaProduct>(x); }
 double powPositiveFma(double x, double y) { return powPositive<FmaProduct>(x, y); }
-bool sinCosRoundedFma(double x, bool cosine, double& out) { return sinCosRounded<FmaProduct>(x, cosine, out); }
-bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out) {
-    return atanRounded<FmaProduct>(n, d, inverted, xNegative, out);
+double sinCosRoundedFma(double x, bool cosine) { return sinCosRounded<FmaProduct>(x, cosine); }
+double atanRoundedFma(double n, double d, bool inverted, bool xNegative) {
+    return atanRounded<FmaProduct>(n, d, inverted, xNegative);
 }
 dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err) { return sinCosFast<FmaProduct>(x, cosine, err); }
 dd::DD atanAngleFastFmaForTest(double n, double d, bool inverted, bool xNegative, double& err) {

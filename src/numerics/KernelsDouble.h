@@ -13,6 +13,12 @@ extern const unsigned long long kTwoOverPiWords[kTwoOverPiWordCount];  // 2/pi, 
 extern const double kSinHi[512], kSinLo[512];  // sin(i pi/1024) = hi + lo
 extern const double kCosHi[512], kCosLo[512];  // cos(i pi/1024) = hi + lo
 extern const double kAtanHi[513], kAtanLo[513];  // atan(i/512) = hi + lo
+// K + sign a for the angle of atan2 from a = atan(n/d), n <= d, by inverted + 2 xNegative:
+// (0, +), (pi/2, -), (pi, -), (pi/2, +); K = hi + lo. Looked up, not branched on.
+struct Reflection {
+    double hi, lo, sign;
+};
+extern const Reflection kReflection[4];
 constexpr dd::DD kPi1024{0x1.921fb54442d18p-9, 0x1.1a62633145c07p-63};  // pi/1024
 
 // Reduction of a finite |x| >= 2^-12 by pi/1024: |x| = (j + g) pi/1024 with j an integer and

@@ -18,16 +18,15 @@ double sinCos(double x, bool cosine) {
     if (!cosine && ax < 0x1p-26) return x;
     if (cosine && ax < 0x1p-27) return 1.0;
     double out;
-    bool settled;
     if (ax < detail::kCodyWaiteLimit) {
-        settled = detail::kFmaUsable ? detail::sinCosRoundedFma(x, cosine, out)
-                                     : detail::sinCosRounded<detail::DekkerProduct>(x, cosine, out);
+        out = detail::kFmaUsable ? detail::sinCosRoundedFma(x, cosine)
+                                 : detail::sinCosRounded<detail::DekkerProduct>(x, cosine);
     } else {
         double err;
         const dd::DD y = detail::sinCosFast<detail::DekkerProduct>(x, cosine, err);
-        settled = detail::roundOrFail(y, err, out);
+        if (!detail::roundOrFail(y, err, out)) out = __builtin_nan("");
     }
-    return settled ? out : detail::sinCosAccurate256(x, cosine);
+    return out == out ? out : detail::sinCosAccurate256(x, cosine);
 }
 
 }  // namespace

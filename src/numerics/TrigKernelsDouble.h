@@ -1,10 +1,10 @@
 // Internal to the numerics subsystem: the fast paths of the double sine, cosine, arc tangent and
 // two-argument arc tangent, written once for an arithmetic policy P (DekkerProduct of
 // ExpLogKernels.h, or the fused multiply-adds of FmaPaths.cpp) and compiled for both. Each returns
-// only results its error bound proves correctly rounded; the caller hands every other input to the
-// 256-bit paths of KernelsDouble.h, so both forms give the same bits.
-//   sinCosRounded<P>(x, cosine, out): 2^-27 <= |x| < 2^20 (sinCosFast: any finite |x| >= 2^-27).
-//   atanRounded<P>(n, d, inverted, xNegative, out): 0 < n <= d doubles with n / d >= 2^-64 and
+// only results its error bound proves correctly rounded, else a NaN; the caller hands those inputs
+// to the 256-bit paths of KernelsDouble.h, so both forms give the same bits.
+//   sinCosRounded<P>(x, cosine): 2^-27 <= |x| < 2^20 (sinCosFast: any finite |x| >= 2^-27).
+//   atanRounded<P>(n, d, inverted, xNegative): 0 < n <= d doubles with n / d >= 2^-64 and
 //     c n, c d (c in [2^-9, 1]) clear of underflow; the angle of the point (d, n) seen from the
 //     positive axis, reflected: atan(n/d), pi/2 - atan(n/d) (inverted), pi - atan(n/d) (xNegative)
 //     or pi/2 + atan(n/d) (both).
@@ -17,8 +17,8 @@
 
 namespace XELORAALGO::num::detail {
 
-bool sinCosRoundedFma(double x, bool cosine, double& out);  // FmaPaths.cpp
-bool atanRoundedFma(double n, double d, bool inverted, bool xNegative, double& out);
+double sinCosRoundedFma(double x, bool cosine);  // FmaPaths.cpp
+double atanRoundedFma(double n, double d, bool inverted, bool xNegative);
 
 namespace {
 
@@ -123,30 +123,30 @@ __attribute__((always_inline)) inline dd::DD sinCosFast(double x, bool cosine, d
     return {h.hi, corr};  // not renormalised: roundOrFail takes the pair as it is
 }
 
-// The fast path for 2^-27 <= |x| < 2^20: true and the correctly rounded result in out when its
-// bound settles it. The low part is below 2^-19.4 M (M as above), so the rounding of lo -+ e costs
+// The fast path for 2^-27 <= |x| < 2^20: the correctly rounded result when its bound settles it,
+// else a NaN. The low part is below 2^-19.4 M (M as above), so the rounding of lo -+ e costs
 // at most 2^-72.4 M plus 2^-53 e: a quarter of err (at least 2^-70.47 M) covers both, and the test
 // need not wait for |lo|.
 template <class P>
-bool sinCosRounded(double x, bool cosine, double& out) {
-    double err;
+double sinCosRounded(double x, bool cosine) {
+    double err, out;
     const dd::DD y = sinCosFast<P, false>(x, cosine, err);
-    return roundWithin(y, err * 1.25, out);
+    return roundWithin(y, err * 1.25, out) ? out : __builtin_nan("");
 }
 
 // ---- arc tangent ----
 // For 0 < n <= d: atan(n/d) = atan(c) + atan(u) with c = i/512 the table point nearest to n/d and
 // u = (n - c d) / (d + c n), |u| <= 2^-10 (1 + 2^-42); the angle is K + s atan(n/d) with
 // (K, s) = (0, +), (pi/2, -), (pi, -), (pi/2, +) for inverted + 2 xNegative. K + s atan(c) is an
-// exact two-sum t, formed while u is computed; t.hi + s u is exact too (|t.hi| >= pi/4 > |u|, or
+// exact (fast) two-sum t, formed while u is computed; t.hi + s u is exact too (|t.hi| >= pi/4 > |u|, or
 // t.hi = atan(c) >= 2|u|, or t.hi = 0); the rest (at most 2^-21.6 of u, and the low parts) is
 // summed in plain double arithmetic.
 //
 // The numerator: with p = c d exact (hi + lo), n - p.hi is exact: for c = 0, p = 0; else n/d lies
 // within 2^-10 (1 + 2^-52) of c >= 2^-9 and strictly above 2^-10 when c = 2^-9 (the rounding to the
 // nearest even multiple sends v = 2^-10 to 0), so p.hi/2 <= n <= 2 p.hi (Sterbenz). The
-// denominator d + c n: d >= c n, a fast two-sum plus the low part of c n, relative error below
-// 2^-104.
+// denominator d + c n: d >= c n, a fast two-sum plus the low part of c n (plain), or one fused
+// rounding of the remainder d + c n - den.hi (fused), relative error below 2^-104.
 // Error budget (relative to |u| unless stated): the quotient, taken as the numerator times the
 // rounded reciprocal of den.hi (within 2^-51.4 of u) and corrected once by the residual (formed to
 // 2^-53 of its terms, times the same reciprocal, which also drops den.lo from the divisor: 2^-102.4),
@@ -158,9 +158,6 @@ bool sinCosRounded(double x, bool cosine, double& out) {
 // 2^-69 |u| + 2^-98 (v + atan(c)) + 2^-100 K: a margin of four over the sum.
 constexpr double kA3 = 1.0 / 3, kA5 = 1.0 / 5, kA7 = 1.0 / 7;
 
-// 0, pi/2, pi, pi/2 for inverted + 2 xNegative, as double-doubles.
-constexpr double kAngleHi[4] = {0.0, 0x1.921fb54442d18p+0, 0x1.921fb54442d18p+1, 0x1.921fb54442d18p+0};
-constexpr double kAngleLo[4] = {0.0, 0x1.1a62633145c07p-54, 0x1.1a62633145c07p-53, 0x1.1a62633145c07p-54};
 
 template <class P>
 __attribute__((always_inline)) inline dd::DD atanAngleFast(double n, double d, bool inverted, bool xNegative,
@@ -169,14 +166,21 @@ __attribute__((always_inline)) inline dd::DD atanAngleFast(double n, double d, b
     const double c = (v + 0x1.8p43) - 0x1.8p43;  // the nearest multiple of 2^-9 (ties to even), 0..1
     const int k = static_cast<int>(c * 512.0);
     const int m = (inverted ? 1 : 0) + (xNegative ? 2 : 0);
-    const double s = inverted != xNegative ? -1.0 : 1.0;
-    const dd::DD t = dd::twoSum(kAngleHi[m], s * kAtanHi[k]);
-    const double lows = (t.lo + kAngleLo[m]) + s * kAtanLo[k];
+    const double s = kReflection[m].sign;
+    const dd::DD t = dd::fastTwoSum(kReflection[m].hi, s * kAtanHi[k]);  // |K| > |atan(c)|, or K = 0
+    const double lows = (t.lo + kReflection[m].lo) + s * kAtanLo[k];
     const dd::DD p = P::exact(c, d);
     const double numHi = n - p.hi, numLo = -p.lo;
-    const dd::DD q = P::exact(c, n);
-    dd::DD den = dd::fastTwoSum(d, q.hi);
-    den.lo += q.lo;
+    dd::DD den;
+    if constexpr (P::kFused) {
+        // d + c n rounded once; d - den.hi is exact (Sterbenz: d <= den.hi <= 2 d), the rest rounds once.
+        den.hi = P::madd(c, n, d);
+        den.lo = P::madd(c, n, d - den.hi);
+    } else {
+        const dd::DD q = P::exact(c, n);
+        den = dd::fastTwoSum(d, q.hi);
+        den.lo += q.lo;
+    }
     // su = s u, through s / den.hi (the sign costs no operation on the dependency chain).
     const double recip = s / den.hi;  // one division, started as soon as den.hi is known
     const double sden = s * den.hi;
@@ -193,17 +197,17 @@ __attribute__((always_inline)) inline dd::DD atanAngleFast(double n, double d, b
     const double tail = (uh * z) * P::madd(z, P::madd(-z, kA7, kA5), -kA3);
     const dd::DD h = dd::fastTwoSum(t.hi, uh);
     const double corr = ((h.lo + lows) + ul) + tail;
-    err = __builtin_fabs(uh) * 0x1p-69 + (v + kAtanHi[k]) * 0x1p-98 + kAngleHi[m] * 0x1p-100;
+    err = __builtin_fabs(uh) * 0x1p-69 + (v + kAtanHi[k]) * 0x1p-98 + kReflection[m].hi * 0x1p-100;
     return {h.hi, corr};  // not renormalised: roundOrFail takes the pair as it is
 }
 
 // The low part is below 2^-52 (|t.hi| + K + atan(c)) + 2^-21.5 |u|: the rounding of lo -+ e costs
 // at most 2^-103 (K + atan(c)) + 2^-73.5 |u| plus 2^-53 e, which a quarter of err covers.
 template <class P>
-bool atanRounded(double n, double d, bool inverted, bool xNegative, double& out) {
-    double err;
+double atanRounded(double n, double d, bool inverted, bool xNegative) {
+    double err, out;
     const dd::DD a = atanAngleFast<P>(n, d, inverted, xNegative, err);
-    return roundWithin(a, err * 1.25, out);
+    return roundWithin(a, err * 1.25, out) ? out : __builtin_nan("");
 }
 
 }  // namespace

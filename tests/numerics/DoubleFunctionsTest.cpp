@@ -301,9 +301,9 @@ TEST(NumericsDouble, FusedAndPlainFastPathsSettleOnTheSameBits) {
         const double x = i % 2 == 0 ? 600.0 * unit(rng) : std::ldexp(unit(rng), static_cast<int>(rng() % 46) - 26);
         if (std::fabs(x) < 0x1p-26) continue;
         for (bool cosine : {false, true}) {
-            double plain = 0.0, fused = 0.0;
-            const bool p = detail::sinCosRounded<detail::DekkerProduct>(x, cosine, plain);
-            const bool f = detail::sinCosRoundedFma(x, cosine, fused);
+            const double plain = detail::sinCosRounded<detail::DekkerProduct>(x, cosine);
+            const double fused = detail::sinCosRoundedFma(x, cosine);
+            const bool p = plain == plain, f = fused == fused;  // a NaN: not settled
             const double want = cosine ? num::cos(x) : num::sin(x);
             if (p) {
                 ASSERT_EQ(bitsOf(plain), bitsOf(want)) << std::hexfloat << x << (cosine ? " cos" : " sin");
@@ -319,9 +319,9 @@ TEST(NumericsDouble, FusedAndPlainFastPathsSettleOnTheSameBits) {
         if (ay == 0.0 || ax == 0.0) continue;
         const bool inverted = ay > ax;
         const double n = inverted ? ax : ay, d = inverted ? ay : ax;
-        double plain = 0.0, fused = 0.0;
-        const bool p = detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xx < 0, plain);
-        const bool f = detail::atanRoundedFma(n, d, inverted, xx < 0, fused);
+        const double plain = detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xx < 0);
+        const double fused = detail::atanRoundedFma(n, d, inverted, xx < 0);
+        const bool p = plain == plain, f = fused == fused;
         const double want = std::fabs(num::atan2(y, xx));
         if (p) {
             ASSERT_EQ(bitsOf(plain), bitsOf(want)) << std::hexfloat << y << ", " << xx;
