@@ -33,8 +33,8 @@ double powPositive(double x, double y) {
     const LogDd l = logFast<P>(x);
     dd::DD w = P::exact(l.value.hi, y);
     w.lo = P::madd(l.value.lo, y, w.lo);
-    const double ay = y < 0 ? -y : y;
-    const double aw = w.hi < 0 ? -w.hi : w.hi;
+    const double ay = __builtin_fabs(y);
+    const double aw = __builtin_fabs(w.hi);
     const double errW = ay * (l.u * 0x1p-66 + 0x1p-83) + aw * 0x1p-100;
     if (w.hi > -708.3 && w.hi < 709.7) {
         double r;
