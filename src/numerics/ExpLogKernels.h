@@ -88,13 +88,15 @@ constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
 //   total: 2^-72.4 + 2^-72.6 + 2^-74.8 + 4 * 2^-74.5 < 2^-70.6 of a result >= 0.999: below 2^-70.
 // An error d of the argument itself (pow) multiplies the result by e^d, adding 1.01 |d| for |d| < 2^-50.
 // kLowPart: the argument has a low part xl (else xl is 0).
+// expFastK takes k from the caller: the nearest integer to xh 512/ln2 for the plain form; for the
+// fused one any integer within 1/2 + 2^-30 of it (|r| stays below ln2/1024 (1 + 2^-29) < 2^-10.5,
+// and the fused reduction is exact whatever k is).
 template <class P, bool kLowPart>
-ScaledDd expFast(double xh, double xl) {
-    const double kd = nearestIntV(xh * kInvLn2x512);
+__attribute__((always_inline)) inline ScaledDd expFastK(double xh, double xl, double kd) {
     double rh, rl;
     if constexpr (P::kFused) {
-        // xh - k kL1 is exact in one fused operation (both multiples of 2^-62, the difference below
-        // 2^-10.4); rl = xl - k kL2 - k kL3 rounds twice, below 2^-53 2^-42.3 each: r to 2^-94.6,
+        // xh - k kL1 is exact in one fused operation (k = 0, or both are multiples of 2^-63 and the
+        // difference is below 2^-10.4); rl = xl - k kL2 - k kL3 rounds twice, below 2^-53 2^-42.3 each: r to 2^-94.6,
         // |rl| <= 2^-43 + 2^-43.6, and rl rh^3/6 (left out below) under 2^-76.4: the total stays below
         // 2^-70.8.
         rh = P::madd(-kd, kL1, xh);
@@ -117,6 +119,11 @@ ScaledDd expFast(double xh, double xl) {
     dd::DD s = dd::fastTwoSum(T.hi, p.hi);
     s.lo += lo;
     return {s.hi, s.lo, (k - j) / 512};
+}
+
+template <class P, bool kLowPart>
+ScaledDd expFast(double xh, double xl) {
+    return expFastK<P, kLowPart>(xh, xl, nearestIntV(xh * kInvLn2x512));
 }
 
 struct LogDd {
