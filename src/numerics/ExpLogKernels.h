@@ -96,9 +96,9 @@ __attribute__((always_inline)) inline ScaledDd expFastK(double xh, double xl, do
     double rh, rl;
     if constexpr (P::kFused) {
         // xh - k kL1 is exact in one fused operation (k = 0, or both are multiples of 2^-63 and the
-        // difference is below 2^-10.4); rl = xl - k kL2 - k kL3 rounds twice, below 2^-53 2^-42.3 each: r to 2^-94.6,
-        // |rl| <= 2^-43 + 2^-43.6, and rl rh^3/6 (left out below) under 2^-76.4: the total stays below
-        // 2^-70.8.
+        // difference is below 2^-10.4); rl = xl - k kL2 - k kL3 rounds twice, below 2^-53 2^-42.3
+        // each: r to 2^-94.6, |rl| <= 2^-43 + 2^-43.6, and rl rh^3/6 (left out below) under
+        // 2^-76.4: the total stays below 2^-70.8.
         rh = P::madd(-kd, kL1, xh);
         rl = P::madd(-kd, kL2, kLowPart ? P::madd(-kd, kL3, xl) : -kd * kL3);
     } else {
@@ -111,7 +111,8 @@ __attribute__((always_inline)) inline ScaledDd expFastK(double xh, double xl, do
     const int j = k & 511;
     const dd::DD T = kExp2Dd[j];
     const double r2 = rh * rh;
-    const double poly = P::madd(r2, P::madd(rh, 1.0 / 120.0, 1.0 / 24.0), P::madd(rh, 1.0 / 6.0, 0.5));  // q / r2
+    // q / r2 = 1/2 + rh/6 + rh^2/24 + rh^3/120
+    const double poly = P::madd(r2, P::madd(rh, 1.0 / 120.0, 1.0 / 24.0), P::madd(rh, 1.0 / 6.0, 0.5));
     const double rlTerm = P::madd(rl, P::madd(0.5, r2, rh), rl);
     const dd::DD p = P::exact(T.hi, rh);
     // Th q = (Th r2) poly, added last: the polynomial is the longest chain.

@@ -36,7 +36,9 @@ double atanRoundedFma(double n, double d, bool inverted, bool xNegative) {
 ScaledDd expFastFmaForTest(double xh, double xl, bool lowPart) {
     return lowPart ? expFast<FmaProduct, true>(xh, xl) : expFast<FmaProduct, false>(xh, 0.0);
 }
-dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err) { return sinCosFast<FmaProduct>(x, cosine, err); }
+dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err) {
+    return sinCosFast<FmaProduct>(x, cosine, err);
+}
 dd::DD atanAngleFastFmaForTest(double n, double d, bool inverted, bool xNegative, double& err) {
     return atanAngleFast<FmaProduct>(n, d, inverted, xNegative, err);
 }

@@ -46,9 +46,10 @@ constexpr double kPi1024Third = -0x1.f1976b7ed8fbcp-119;
 // 2^-104 |r|.
 // Plain: x - j kP1 is exact (Sterbenz), the subtractions of j kP2 and of the high part of j kP3
 // exact two-sums; the low parts (each below 2^-53 |r| + 2^-81) are added in double.
-// Fused: x - j kPi1024.hi is exact in one fused operation (x and j kPi1024.hi are multiples of 2^-62, their
-// difference below 2^-9 in magnitude), j kPi1024.lo an exact product, its subtraction an exact
-// two-sum; the low parts (below 2^-53 |r| + 2^-87) and j kPi1024Third (below 2^-88) round once each.
+// Fused: x - j kPi1024.hi is exact in one fused operation (x and j kPi1024.hi are multiples of
+// 2^-62, their difference below 2^-9 in magnitude), j kPi1024.lo an exact product, its subtraction
+// an exact two-sum; the low parts (below 2^-53 |r| + 2^-87) and j kPi1024Third (below 2^-88) round
+// once each.
 template <class P>
 __attribute__((always_inline)) inline dd::DD reduceCodyWaite(double x, int& j) {
     const double k = (x * kInvPi1024 + 0x1.8p52) - 0x1.8p52;
@@ -73,7 +74,7 @@ constexpr const double* kSinCosTables[4] = {kSinHi, kSinLo, kCosHi, kCosLo};
 constexpr double kC4 = 1.0 / 24, kC6 = 1.0 / 720;
 constexpr double kS3 = 1.0 / 6, kS5 = 1.0 / 120, kS7 = 1.0 / 5040;
 
-// sin x (cosine = false) or cos x as hi + lo (|lo| below 2^-18 |hi|), with its absolute error bound
+// sin x (cosine = false) or cos x as hi + lo (|lo| below 2^-17 |hi|), with its absolute error bound
 // in err; |x| >= 2^-27, finite.
 //
 // Error budget, relative to M = |S| + |C r| (|r| <= 2^-9.35, z = rh^2 <= 2^-18.7):

@@ -245,7 +245,9 @@ struct TrigForm {
 std::vector<TrigForm> trigForms() {
     std::vector<TrigForm> forms{{"plain", detail::sinCosFast<detail::DekkerProduct>,
                                  detail::atanAngleFast<detail::DekkerProduct>}};
-    if (detail::kFmaUsable) forms.push_back({"fused", detail::sinCosFastFmaForTest, detail::atanAngleFastFmaForTest});
+    if (detail::kFmaUsable) {
+        forms.push_back({"fused", detail::sinCosFastFmaForTest, detail::atanAngleFastFmaForTest});
+    }
     return forms;
 }
 
@@ -267,7 +269,8 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
                 double err;
                 const dd::DD got = form.sinCos(x, cosine, err);
                 (cosine ? mpfr_cos : mpfr_sin)(exact.v, in.v, MPFR_RNDN);
-                ASSERT_LE(absoluteError(got, exact.v), err) << form.name << std::hexfloat << x << (cosine ? " cos" : " sin");
+                ASSERT_LE(absoluteError(got, exact.v), err)
+                    << form.name << std::hexfloat << x << (cosine ? " cos" : " sin");
                 ASSERT_LT(err, std::fabs(got.hi) * 0x1p-66) << "bound too loose to decide, " << std::hexfloat << x;
             }
             const double d = std::ldexp(std::fabs(unit(rng)) + 0.5, static_cast<int>(rng() % 200) - 100);
