@@ -1,11 +1,11 @@
 // atan and atan2 of doubles, correctly rounded (round to nearest, ties to even), C99 Annex F special
-// values. Fast path: t = |y/x| as a double-double; t > 1 is inverted (atan t = pi/2 - atan(1/t));
-// then atan t = atan(i/512) + atan(u) with i/512 the nearest table point and
-// u = (t - i/512) / (1 + t i/512), |u| <= 2^-10: the table's high part plus u is formed exactly, the
-// rest (at most 2^-21.6 of u, and the low parts) in plain double arithmetic. The double-double
-// result carries a proven error bound; Ziv's test accepts it when the error interval rounds to one
-// double, otherwise the 256-bit path decides.
-#include "KernelsDouble.h"
+// values. Fast path (TrigKernelsDouble.h): for the ratio n/d <= 1 of the smaller to the larger of
+// |y| and |x| (atan: of |x| and 1), atan(n/d) = atan(i/512) + atan(u) with u = (n - c d) / (d + c n)
+// formed from the operands themselves (no quotient n/d beyond the one that picks the table point),
+// then reflected to pi/2 - a, pi - a or pi/2 + a. The double-double result carries a proven error
+// bound; Ziv's test accepts it when the error interval rounds to one double, otherwise the 256-bit
+// path decides. The exact products use fused multiply-adds where the processor has them.
+#include "TrigKernelsDouble.h"
 #include "numerics.h"
 
 namespace XELORAALGO::num {
@@ -16,8 +16,6 @@ using dd::DD;
 const DD kPio2{0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54};
 const DD kPi{0x1.921fb54442d18p+1, 0x1.1a62633145c07p-53};
 
-constexpr double kA3 = 1.0 / 3, kA5 = 1.0 / 5, kA7 = 1.0 / 7;
-
 // a / b for double-doubles a and b > 0 with one correction step: relative error below 2^-103.
 DD quotient(DD a, DD b) {
     const double q = a.hi / b.hi;
@@ -26,49 +24,20 @@ DD quotient(DD a, DD b) {
     return dd::fastTwoSum(q, rest / b.hi);
 }
 
-// atan t for a double-double t = th + tl with 2^-64 <= t <= 2^64; err receives the absolute error
-// bound. Error budget (|u| <= 2^-10, relative to |u| unless stated): u to 2^-103, plus 2^-105 |v|
-// (v = t or 1/t) from forming the numerator and the denominator; the series' tail
-// -u^3/3 + u^5/5 - u^7/7 (at most 2^-21.6) to five roundings, 2^-72.3; the omitted u^9/9 and
-// ul u^2, 2^-73; the additions of the correction, 2^-74.6 and 2^-105 of the table value. The bound
-// uses 2^-69 |u| + 2^-98 (v + atan(i/512)), with a margin of four over the sum.
-DD atanFast(DD t, double& err) {
-    const bool inverted = t.hi > 1.0;
-    // v = t, or 1/t (only to choose the table point: u below needs no quotient 1/t).
-    const double v = inverted ? 1.0 / t.hi : t.hi;
-    const double i = (v * 512.0 + 0x1.8p52) - 0x1.8p52;  // nearest integer, 0..512
-    const double c = i * 0x1p-9;
-    const int k = static_cast<int>(i);
-    // u = (v - c) / (1 + v c), for v = 1/t also (1 - c t) / (t + c). In both forms the head of the
-    // numerator is exact (Sterbenz, or c = 0) and the product in it an exact two-product.
-    DD num, den;
-    if (!inverted) {
-        const DD p = dd::twoProd(t.hi, c);
-        num = {t.hi - c, t.lo};
-        den = dd::fastTwoSum(1.0, p.hi);
-        den.lo += p.lo + t.lo * c;
-    } else {
-        const DD p = dd::twoProd(c, t.hi);
-        num = {1.0 - p.hi, -(p.lo + c * t.lo)};
-        den = dd::twoSum(t.hi, c);
-        den.lo += t.lo;
-    }
-    const double uh = (num.hi + num.lo) / den.hi;
-    const DD uDen = dd::twoProd(uh, den.hi);
-    const double ul = ((((num.hi - uDen.hi) - uDen.lo) + num.lo) - uh * den.lo) / den.hi;
-    const double z = uh * uh;
-    const double tail = uh * z * (-kA3 + z * (kA5 - z * kA7));
-    const DD h = dd::fastTwoSum(detail::kAtanHi[k], uh);  // atan(i/512) >= 2|u|, or 0
-    double corr = ((h.lo + detail::kAtanLo[k]) + ul) + tail;
-    err = (uh < 0 ? -uh : uh) * 0x1p-69 + (v + detail::kAtanHi[k]) * 0x1p-98;
-    if (!inverted) return dd::fastTwoSum(h.hi, corr);
-    const DD s = dd::twoSum(kPio2.hi, -h.hi);
-    corr = (s.lo + kPio2.lo) - corr;
-    err += 0x1p-103;
-    return dd::fastTwoSum(s.hi, corr);
+// The fast path's result, or a NaN when its bound does not settle it.
+double atanRounded(double n, double d, bool inverted, bool xNegative) {
+    return detail::kFmaUsable ? detail::atanRoundedFma(n, d, inverted, xNegative)
+                              : detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xNegative);
 }
 
-double withSign(double v, bool negative) { return negative ? -v : v; }
+// The 256-bit path of atan t, t > 0, out of line: it needs a large frame the fast path should not set up.
+__attribute__((noinline)) double atanAccurate(double t) {
+    return mw::toDouble(detail::atanAccurate256(mw::fromDouble(t)));
+}
+
+double withSign(double v, bool negative) {  // -v when negative, without a branch
+    return dd::fromBits(dd::bitsOf(v) ^ (static_cast<unsigned long long>(negative) << 63));
+}
 
 bool signBit(double v) { return (dd::bitsOf(v) >> 63) != 0; }
 
@@ -94,22 +63,17 @@ double scaleByPowerOfTwo(double v, int p) {  // v 2^p, exact for results in the 
 
 }  // namespace
 
-namespace detail {
-dd::DD atanFastForTest(dd::DD t, double& err) { return atanFast(t, err); }
-}  // namespace detail
-
 double atan(double x) {
-    if (x != x) return x + x;
+    const double t = __builtin_fabs(x);
     const bool negative = signBit(x);
-    const double t = negative ? -x : x;
     // t < 2^-27: atan t = t (1 - t^2/3 ...) rounds to t. t > 2^64: pi/2 - 1/t rounds to pi/2.
-    if (t < 0x1p-27) return x;
-    if (t > 0x1p64) return withSign(kPio2.hi, negative);
-    double err, out;
-    const DD a = atanFast(dd::make(t), err);
-    if (!detail::roundOrFail(a, err, out)) {
-        out = mw::toDouble(detail::atanAccurate256(mw::fromDouble(t)));
+    if (!(t >= 0x1p-27 && t <= 0x1p64)) {
+        if (x != x) return x + x;
+        return t < 0x1p-27 ? x : withSign(kPio2.hi, negative);
     }
+    const bool inverted = t > 1.0;
+    double out = atanRounded(inverted ? 1.0 : t, inverted ? t : 1.0, inverted, false);
+    if (out != out) out = atanAccurate(t);
     return withSign(out, negative);
 }
 
@@ -117,8 +81,8 @@ double atan2(double y, double x) {
     if (x != x || y != y) return x + y;
     const bool negative = signBit(y);
     const bool xNegative = signBit(x);
-    const double ay = negative ? -y : y;
-    const double ax = xNegative ? -x : x;
+    const double ay = __builtin_fabs(y);
+    const double ax = __builtin_fabs(x);
     const double inf = 0x1p1023 * 2.0;
     // Annex F: zeros and infinities give 0, pi/4, pi/2, 3pi/4 or pi with the sign of y.
     if (ay == 0.0) return withSign(xNegative ? kPi.hi : 0.0, negative);
@@ -155,14 +119,9 @@ double atan2(double y, double x) {
     const bool scaled = ex < -500 || ex > 500;
     const double sx = scaled ? scaleByPowerOfTwo(ax, -ex) : ax;
     const double sy = scaled ? scaleByPowerOfTwo(ay, -ex) : ay;
-    const DD q = quotient(dd::make(sy), dd::make(sx));
-    double err;
-    DD a = atanFast(q, err);
-    if (xNegative) {
-        a = dd::sub(kPi, a);
-        err += 0x1p-102;
-    }
-    if (!detail::roundOrFail(a, err, out)) out = detail::atan2Accurate256(ay, ax, xNegative);
+    const bool inverted = sy > sx;
+    out = atanRounded(inverted ? sx : sy, inverted ? sy : sx, inverted, xNegative);
+    if (out != out) out = detail::atan2Accurate256(ay, ax, xNegative);
     return withSign(out, negative);
 }
 

@@ -9,6 +9,7 @@
 // the same bits either way.
 #include "AccurateExpLog.h"
 #include "FastPaths.h"
+#include "TrigKernelsDouble.h"
 #include "numerics.h"
 
 namespace XELORAALGO::num {
@@ -24,6 +25,10 @@ const bool kFmaUsable = (__builtin_cpu_init(), __builtin_cpu_supports("fma") != 
 #else
 double expNormalFma(double x) { return expNormalPlain(x); }
 double powPositiveFma(double x, double y) { return powPositive<DekkerProduct>(x, y); }
+double sinCosRoundedFma(double x, bool cosine) { return sinCosRounded<DekkerProduct>(x, cosine); }
+double atanRoundedFma(double n, double d, bool inverted, bool xNegative) {
+    return atanRounded<DekkerProduct>(n, d, inverted, xNegative);
+}
 const bool kFmaUsable = false;
 #endif
 

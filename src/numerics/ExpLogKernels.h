@@ -45,6 +45,7 @@ inline bool roundScaled(const ScaledDd& v, double err, double& out) {
 // a fused a * b + c rounds once instead of twice, so every error bound below holds for both, and
 // both forms return the correctly rounded result whenever their rounding test accepts: the same bits.
 struct DekkerProduct {
+    static constexpr bool kFused = false;
     static dd::DD exact(double a, double b) { return dd::twoProd(a, b); }
     static double madd(double a, double b, double c) { return a * b + c; }  // two roundings
     // b with at most 26 significant bits: only a is split.
@@ -62,6 +63,10 @@ constexpr double kInvLn2x512 = 0x1.71547652b82fep+9;
 constexpr double kC1 = 0x1.62e42ffp-10;
 constexpr double kC2 = -0x1.718432a2p-44;
 constexpr double kC3 = 0x1.3c7673007e5edp-78;
+// ln2/512 = kL1 + kL2 + kL3 + O(2^-173), each the nearest double to the rest (the fused reduction).
+constexpr double kL1 = 0x1.62e42fefa39efp-10;
+constexpr double kL2 = 0x1.abc9e3b39803fp-65;
+constexpr double kL3 = 0x1.7b57a079a1934p-120;
 // ln2 = kLn2Hi + kLn2Lo + O(2^-97): kLn2Hi has 42 significant bits.
 constexpr double kLn2Hi = 0x1.62e42fefa38p-1;
 constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
@@ -77,29 +82,49 @@ constexpr double kLn2Lo = 0x1.ef35793c7673p-45;
 //     5 * 2^-53 (rounded coefficients, five roundings, the higher terms 2^-10 smaller), i.e. 2^-72.6;
 //     the neglected rl^2/2 and rl rh^3/6 are below 2^-78;
 //   - T = 2^(j/512) = Th + Tl to 2^-106; Th rh is exact as a twoProd; the dropped Tl (rl + q) is below
-//     2^-53 2^-21.8 = 2^-74.8; the low sum lo = (P.lo + Tl (1 + rh)) + Th (rl + q) rounds rl + q,
-//     Th (rl + q) and the last addition, each at most 2^-53 2^-21.5 = 2^-74.5, and the final e + lo
-//     once more 2^-74.5;
+//     2^-53 2^-21.8 = 2^-74.8; the low sum lo = (Th r2) (q / r2) + (Th rlTerm + (P.lo + Tl (1 + rh)))
+//     rounds Th r2 and the last addition, each at most 2^-53 2^-21.5 = 2^-74.5 (the other roundings
+//     are of terms below 2^-42), and the final e + lo once more 2^-74.5;
 //   total: 2^-72.4 + 2^-72.6 + 2^-74.8 + 4 * 2^-74.5 < 2^-70.6 of a result >= 0.999: below 2^-70.
 // An error d of the argument itself (pow) multiplies the result by e^d, adding 1.01 |d| for |d| < 2^-50.
 // kLowPart: the argument has a low part xl (else xl is 0).
+// expFastK takes k from the caller: the nearest integer to xh 512/ln2 for the plain form; for the
+// fused one any integer within 1/2 + 2^-30 of it (|r| stays below ln2/1024 (1 + 2^-29) < 2^-10.5,
+// and the fused reduction is exact whatever k is).
 template <class P, bool kLowPart>
-ScaledDd expFast(double xh, double xl) {
-    const double kd = nearestIntV(xh * kInvLn2x512);
-    const double t = xh - kd * kC1;
-    const dd::DD r0 = dd::twoSum(t, -(kd * kC2));
-    const double rh = r0.hi, rl = (kLowPart ? r0.lo + xl : r0.lo) - kd * kC3;
+__attribute__((always_inline)) inline ScaledDd expFastK(double xh, double xl, double kd) {
+    double rh, rl;
+    if constexpr (P::kFused) {
+        // xh - k kL1 is exact in one fused operation (k = 0, or both are multiples of 2^-63 and the
+        // difference is below 2^-10.4); rl = xl - k kL2 - k kL3 rounds twice, below 2^-53 2^-42.3
+        // each: r to 2^-94.6, |rl| <= 2^-43 + 2^-43.6, and rl rh^3/6 (left out below) under
+        // 2^-76.4: the total stays below 2^-70.8.
+        rh = P::madd(-kd, kL1, xh);
+        rl = P::madd(-kd, kL2, kLowPart ? P::madd(-kd, kL3, xl) : -kd * kL3);
+    } else {
+        const double t = xh - kd * kC1;
+        const dd::DD r0 = dd::twoSum(t, -(kd * kC2));
+        rh = r0.hi;
+        rl = (kLowPart ? r0.lo + xl : r0.lo) - kd * kC3;
+    }
     const int k = static_cast<int>(kd);
     const int j = k & 511;
     const dd::DD T = kExp2Dd[j];
     const double r2 = rh * rh;
-    const double q = r2 * P::madd(r2, P::madd(rh, 1.0 / 120.0, 1.0 / 24.0), P::madd(rh, 1.0 / 6.0, 0.5));
+    // q / r2 = 1/2 + rh/6 + rh^2/24 + rh^3/120
+    const double poly = P::madd(r2, P::madd(rh, 1.0 / 120.0, 1.0 / 24.0), P::madd(rh, 1.0 / 6.0, 0.5));
     const double rlTerm = P::madd(rl, P::madd(0.5, r2, rh), rl);
     const dd::DD p = P::exact(T.hi, rh);
-    const double lo = P::madd(T.hi, rlTerm + q, P::madd(T.lo, 1.0 + rh, p.lo));
+    // Th q = (Th r2) poly, added last: the polynomial is the longest chain.
+    const double lo = P::madd(T.hi * r2, poly, P::madd(T.hi, rlTerm, P::madd(T.lo, 1.0 + rh, p.lo)));
     dd::DD s = dd::fastTwoSum(T.hi, p.hi);
     s.lo += lo;
     return {s.hi, s.lo, (k - j) / 512};
+}
+
+template <class P, bool kLowPart>
+ScaledDd expFast(double xh, double xl) {
+    return expFastK<P, kLowPart>(xh, xl, nearestIntV(xh * kInvLn2x512));
 }
 
 struct LogDd {
@@ -135,7 +160,13 @@ LogDd logFast(double x) {
     const double m = dd::fromBits(f | 0x3ff0000000000000ull);
     const LogEntry& t = kLogTable[i];
     const dd::DD pm = P::exactShort(m, t.c);
-    const dd::DD u = dd::fastTwoSum(pm.hi - 1.0, pm.lo);
+    dd::DD u;
+    if constexpr (P::kFused) {  // the same two doubles, the high one without waiting for pm.hi - 1
+        u.hi = P::madd(m, t.c, -1.0);
+        u.lo = pm.lo - (u.hi - (pm.hi - 1.0));
+    } else {
+        u = dd::fastTwoSum(pm.hi - 1.0, pm.lo);
+    }
     const double uh = u.hi, ul = u.lo;
     const dd::DD sq = P::exact(uh, uh);
     const dd::DD a = dd::fastTwoSum(uh, -0.5 * sq.hi);
@@ -147,7 +178,7 @@ LogDd logFast(double x) {
     const double s1 = ed * kLn2Hi + t.minusLogC.hi;
     const dd::DD s2 = dd::fastTwoSum(s1, a.hi);
     const double rest = (s2.lo + (t.minusLogC.lo + ed * kLn2Lo)) + low;
-    return {dd::fastTwoSum(s2.hi, rest), uh < 0 ? -uh : uh};
+    return {dd::fastTwoSum(s2.hi, rest), __builtin_fabs(uh)};
 }
 
 }  // namespace

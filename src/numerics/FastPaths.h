@@ -33,12 +33,20 @@ double powPositive(double x, double y) {
     const LogDd l = logFast<P>(x);
     dd::DD w = P::exact(l.value.hi, y);
     w.lo = P::madd(l.value.lo, y, w.lo);
-    const double ay = y < 0 ? -y : y;
-    const double aw = w.hi < 0 ? -w.hi : w.hi;
+    const double ay = __builtin_fabs(y);
+    const double aw = __builtin_fabs(w.hi);
     const double errW = ay * (l.u * 0x1p-66 + 0x1p-83) + aw * 0x1p-100;
     if (w.hi > -708.3 && w.hi < 709.7) {
         double r;
-        if (roundScaled(expFast<P, true>(w.hi, w.lo), 0x1p-69 + 1.02 * errW, r)) return r;
+        ScaledDd e;
+        if constexpr (P::kFused) {
+            // k from l.hi (y 512/ln2) rounded once to an integer, without waiting for w.hi: within
+            // 1/2 + 2^-40 of w.hi 512/ln2, as expFastK allows.
+            e = expFastK<P, true>(w.hi, w.lo, P::madd(l.value.hi, y * kInvLn2x512, 0x1.8p52) - 0x1.8p52);
+        } else {
+            e = expFast<P, true>(w.hi, w.lo);
+        }
+        if (roundScaled(e, 0x1p-69 + 1.02 * errW, r)) return r;
         return powAccurate(x, y);
     }
     if (w.hi >= 710.0) return __builtin_inf();

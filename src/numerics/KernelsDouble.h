@@ -13,6 +13,12 @@ extern const unsigned long long kTwoOverPiWords[kTwoOverPiWordCount];  // 2/pi, 
 extern const double kSinHi[512], kSinLo[512];  // sin(i pi/1024) = hi + lo
 extern const double kCosHi[512], kCosLo[512];  // cos(i pi/1024) = hi + lo
 extern const double kAtanHi[513], kAtanLo[513];  // atan(i/512) = hi + lo
+// K + sign a for the angle of atan2 from a = atan(n/d), n <= d, by inverted + 2 xNegative:
+// (0, +), (pi/2, -), (pi, -), (pi/2, +); K = hi + lo. Looked up, not branched on.
+struct Reflection {
+    double hi, lo, sign;
+};
+extern const Reflection kReflection[4];
 constexpr dd::DD kPi1024{0x1.921fb54442d18p-9, 0x1.1a62633145c07p-63};  // pi/1024
 
 // Reduction of a finite |x| >= 2^-12 by pi/1024: |x| = (j + g) pi/1024 with j an integer and
@@ -21,14 +27,21 @@ constexpr dd::DD kPi1024{0x1.921fb54442d18p-9, 0x1.1a62633145c07p-63};  // pi/10
 // when |g| < 2^-128.
 dd::DD reducePi1024(double ax, int& j);
 
-// The double nearest to v.hi + v.lo when every value within err of it rounds to that double.
-inline bool roundOrFail(dd::DD v, double err, double& out) {
-    // The margin 2^-100 |v.hi| covers the rounding of v.lo -+ err itself.
-    const double e = err + (v.hi < 0 ? -v.hi : v.hi) * 0x1p-100;
+// The double nearest to v.hi + v.lo when every value within e of it rounds to that double, for a
+// margin e that already covers the rounding of v.lo -+ e itself (at most 2^-53 (|v.lo| + e)): the
+// two rounded ends then enclose the whole interval (rounding is monotonic). v.lo need not be below
+// half an ulp of v.hi.
+inline bool roundWithin(dd::DD v, double e, double& out) {
     const double a = v.hi + (v.lo - e);
     const double b = v.hi + (v.lo + e);
     out = a;
     return a == b;
+}
+
+// The same for an error bound err alone: the margin 2^-52 |v.lo| + 2^-100 |v.hi| covers those
+// roundings (e stays below 2^-47 |v.hi| whenever the test can pass).
+inline bool roundOrFail(dd::DD v, double err, double& out) {
+    return roundWithin(v, err + (__builtin_fabs(v.lo) * 0x1p-52 + __builtin_fabs(v.hi) * 0x1p-100), out);
 }
 
 // pi/2 to 256 bits.

@@ -11,7 +11,7 @@ namespace {
 
 constexpr double kInf = __builtin_inf();
 
-double fabsD(double v) { return v < 0 ? -v : v; }
+double fabsD(double v) { return __builtin_fabs(v); }
 
 // 0: y is not an integer, 1: an odd integer, 2: an even integer (finite y).
 int integerKind(double y) {

@@ -1,5 +1,5 @@
 // The bits of 2/pi for the exact argument reduction of the double sine and cosine (the tests
-// recompute them with MPFR).
+// recompute them with MPFR), and the reflections of atan2.
 #include "KernelsDouble.h"
 
 namespace XELORAALGO::num::detail {
@@ -14,5 +14,10 @@ const unsigned long long kTwoOverPiWords[kTwoOverPiWordCount] = {
     0xa9e391615ee61b08ull, 0x6599855f14a06840ull, 0x8dffd8804d732731ull, 0x06061556ca73a8c9ull,
     0x60e27bc08c6b47c4ull, 0x19c367cddce8092aull, 0x8359c4768b961ca6ull, 0xddaf44d15719053eull
 };
+
+const Reflection kReflection[4] = {{0.0, 0.0, 1.0},
+                                   {0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54, -1.0},
+                                   {0x1.921fb54442d18p+1, 0x1.1a62633145c07p-53, -1.0},
+                                   {0x1.921fb54442d18p+0, 0x1.1a62633145c07p-54, 1.0}};
 
 }  // namespace XELORAALGO::num::detail

@@ -13,8 +13,9 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <vector>
 
-#include "KernelsDouble.h"
+#include "TrigKernelsDouble.h"
 #include "numerics.h"
 
 namespace num = XELORAALGO::num;
@@ -22,8 +23,8 @@ namespace detail = XELORAALGO::num::detail;
 namespace dd = XELORAALGO::num::dd;
 
 namespace XELORAALGO::num::detail {
-dd::DD sinCosFastForTest(double x, bool cosine, double& err);
-dd::DD atanFastForTest(dd::DD t, double& err);
+dd::DD sinCosFastFmaForTest(double x, bool cosine, double& err);  // FmaPaths.cpp
+dd::DD atanAngleFastFmaForTest(double n, double d, bool inverted, bool xNegative, double& err);
 }  // namespace XELORAALGO::num::detail
 
 namespace {
@@ -109,6 +110,9 @@ TEST(NumericsDoubleTables, EntriesAreTheNearestDoublesOfTheirValues) {
     }
     mpfr_div_ui(v.v, pi.v, 1024, MPFR_RNDN);
     expectPair(detail::kPi1024, "pi/1024", 1);
+    mpfr_sub_d(v.v, v.v, detail::kPi1024.hi, MPFR_RNDN);
+    mpfr_sub_d(v.v, v.v, detail::kPi1024.lo, MPFR_RNDN);
+    EXPECT_EQ(detail::kPi1024Third, mpfr_get_d(v.v, MPFR_RNDN)) << "third part of pi/1024";
     // 2/pi, 64 bits a word, and pi/2 to 256 bits.
     mpfr_ui_div(v.v, 2, pi.v, MPFR_RNDN);
     for (int w = 0; w < detail::kTwoOverPiWordCount; ++w) {
@@ -230,33 +234,108 @@ TEST(NumericsDouble, HardCasesRoundCorrectly) {
     }
 }
 
+// The fast paths in both forms: plain (Dekker's products, compiled here) and fused multiply-adds
+// (FmaPaths.cpp, where the processor has them).
+struct TrigForm {
+    const char* name;
+    dd::DD (*sinCos)(double, bool, double&);
+    dd::DD (*atanAngle)(double, double, bool, bool, double&);
+};
+
+std::vector<TrigForm> trigForms() {
+    std::vector<TrigForm> forms{{"plain", detail::sinCosFast<detail::DekkerProduct>,
+                                 detail::atanAngleFast<detail::DekkerProduct>}};
+    if (detail::kFmaUsable) {
+        forms.push_back({"fused", detail::sinCosFastFmaForTest, detail::atanAngleFastFmaForTest});
+    }
+    return forms;
+}
+
 TEST(NumericsDouble, FastPathErrorBoundsHold) {
     // The bound each fast path reports must contain its actual error, on ordinary arguments, on
-    // arguments next to multiples of pi/1024 and on huge ones.
-    std::mt19937_64 rng(15);
-    std::uniform_real_distribution<double> unit(-1.0, 1.0);
-    Mpfr in(53), exact(400);
-    for (int i = 0; i < 20000; ++i) {
-        double x = i % 3 == 0 ? 512.0 * unit(rng) : std::ldexp(unit(rng), static_cast<int>(rng() % 1100) - 26);
-        if (i % 5 == 0) x = std::nearbyint(x * 0x1.45f306dc9c883p+8) * 0x1.921fb54442d18p-9;  // near j pi/1024
-        if (std::fabs(x) < 0x1p-26 || !std::isfinite(x)) continue;
-        mpfr_set_d(in.v, x, MPFR_RNDN);
-        for (bool cosine : {false, true}) {
+    // arguments next to multiples of pi/1024 and on huge ones; for the arc tangent on ratios n/d of
+    // every size, next to the table points and on both sides of 1/1024 (the smallest non-zero point
+    // is 1/512: its numerator n - c d must still be exact).
+    for (const TrigForm& form : trigForms()) {
+        std::mt19937_64 rng(15);
+        std::uniform_real_distribution<double> unit(-1.0, 1.0);
+        Mpfr in(53), den(53), exact(400);
+        for (int i = 0; i < 20000; ++i) {
+            double x = i % 3 == 0 ? 512.0 * unit(rng) : std::ldexp(unit(rng), static_cast<int>(rng() % 1100) - 26);
+            if (i % 5 == 0) x = std::nearbyint(x * 0x1.45f306dc9c883p+8) * 0x1.921fb54442d18p-9;  // near j pi/1024
+            if (std::fabs(x) < 0x1p-26 || !std::isfinite(x)) continue;
+            mpfr_set_d(in.v, x, MPFR_RNDN);
+            for (bool cosine : {false, true}) {
+                double err;
+                const dd::DD got = form.sinCos(x, cosine, err);
+                (cosine ? mpfr_cos : mpfr_sin)(exact.v, in.v, MPFR_RNDN);
+                ASSERT_LE(absoluteError(got, exact.v), err)
+                    << form.name << std::hexfloat << x << (cosine ? " cos" : " sin");
+                ASSERT_LT(err, std::fabs(got.hi) * 0x1p-66) << "bound too loose to decide, " << std::hexfloat << x;
+            }
+            const double d = std::ldexp(std::fabs(unit(rng)) + 0.5, static_cast<int>(rng() % 200) - 100);
+            double n = d * std::ldexp(std::fabs(unit(rng)), -static_cast<int>(rng() % 64));
+            if (i % 7 == 0) n = d * ((static_cast<double>(rng() % 513) + unit(rng) * 0x1p-20) / 512);
+            if (i % 11 == 0) n = d * (0x1p-10 + unit(rng) * 0x1p-40);
+            if (!(n > 0.0 && n <= d && n >= d * 0x1p-64)) continue;
+            // The angle of (x, y) = (-+d, n) or (-+n, d): atan(n/d) reflected by inverted and xNegative.
+            const bool inverted = i % 2 == 1, xNegative = i % 4 >= 2;
+            mpfr_set_d(in.v, inverted ? d : n, MPFR_RNDN);
+            mpfr_set_d(den.v, xNegative ? -(inverted ? n : d) : (inverted ? n : d), MPFR_RNDN);
+            mpfr_atan2(exact.v, in.v, den.v, MPFR_RNDN);
             double err;
-            const dd::DD got = detail::sinCosFastForTest(x, cosine, err);
-            (cosine ? mpfr_cos : mpfr_sin)(exact.v, in.v, MPFR_RNDN);
-            ASSERT_LE(absoluteError(got, exact.v), err) << std::hexfloat << x << (cosine ? " cos" : " sin");
-            ASSERT_LT(err, std::fabs(got.hi) * 0x1p-66) << "bound too loose to decide, " << std::hexfloat << x;
+            const dd::DD got = form.atanAngle(n, d, inverted, xNegative, err);
+            ASSERT_LE(absoluteError(got, exact.v), err) << form.name << std::hexfloat << n << " / " << d << " "
+                                                        << inverted << xNegative;
+            ASSERT_LT(err, got.hi * 0x1p-66) << std::hexfloat << n << " / " << d;
         }
-        const double t = std::ldexp(std::fabs(unit(rng)), static_cast<int>(rng() % 120) - 60);
-        if (t < 0x1p-64) continue;
-        mpfr_set_d(in.v, t, MPFR_RNDN);
-        mpfr_atan(exact.v, in.v, MPFR_RNDN);
-        double err;
-        const dd::DD got = detail::atanFastForTest({t, 0.0}, err);
-        ASSERT_LE(absoluteError(got, exact.v), err) << std::hexfloat << t;
-        ASSERT_LT(err, got.hi * 0x1p-66) << std::hexfloat << t;
     }
+}
+
+TEST(NumericsDouble, FusedAndPlainFastPathsSettleOnTheSameBits) {
+    // Whatever either form accepts is the correctly rounded value, so both agree with the public
+    // functions (checked against MPFR elsewhere) on every input they settle.
+    if (!detail::kFmaUsable) GTEST_SKIP() << "no fused multiply-add on this processor";
+    std::mt19937_64 rng(17);
+    std::uniform_real_distribution<double> unit(-1.0, 1.0);
+    int settled = 0, tried = 0;
+    for (int i = 0; i < 200000; ++i) {
+        // The rounded forms take |x| < 2^20 (larger arguments go the general way).
+        const double x = i % 2 == 0 ? 600.0 * unit(rng) : std::ldexp(unit(rng), static_cast<int>(rng() % 46) - 26);
+        if (std::fabs(x) < 0x1p-26) continue;
+        for (bool cosine : {false, true}) {
+            const double plain = detail::sinCosRounded<detail::DekkerProduct>(x, cosine);
+            const double fused = detail::sinCosRoundedFma(x, cosine);
+            const bool p = plain == plain, f = fused == fused;  // a NaN: not settled
+            const double want = cosine ? num::cos(x) : num::sin(x);
+            if (p) {
+                ASSERT_EQ(bitsOf(plain), bitsOf(want)) << std::hexfloat << x << (cosine ? " cos" : " sin");
+            }
+            if (f) {
+                ASSERT_EQ(bitsOf(fused), bitsOf(want)) << std::hexfloat << x << (cosine ? " cos" : " sin");
+            }
+            settled += p && f;
+            ++tried;
+        }
+        const double y = 1000.0 * unit(rng), xx = 1000.0 * unit(rng);
+        const double ay = std::fabs(y), ax = std::fabs(xx);
+        if (ay == 0.0 || ax == 0.0) continue;
+        const bool inverted = ay > ax;
+        const double n = inverted ? ax : ay, d = inverted ? ay : ax;
+        const double plain = detail::atanRounded<detail::DekkerProduct>(n, d, inverted, xx < 0);
+        const double fused = detail::atanRoundedFma(n, d, inverted, xx < 0);
+        const bool p = plain == plain, f = fused == fused;
+        const double want = std::fabs(num::atan2(y, xx));
+        if (p) {
+            ASSERT_EQ(bitsOf(plain), bitsOf(want)) << std::hexfloat << y << ", " << xx;
+        }
+        if (f) {
+            ASSERT_EQ(bitsOf(fused), bitsOf(want)) << std::hexfloat << y << ", " << xx;
+        }
+        settled += p && f;
+        ++tried;
+    }
+    EXPECT_GT(settled, tried - tried / 1000);  // both fast paths settle nearly every input
 }
 
 TEST(NumericsDouble, AccuratePathsRoundCorrectlyOnTheirOwn) {

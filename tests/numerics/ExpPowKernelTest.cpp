@@ -20,6 +20,7 @@ namespace detail = XELORAALGO::num::detail;
 namespace XELORAALGO::num::detail {
 double expNormalPlain(double x);
 double powPositivePlain(double x, double y);
+ScaledDd expFastFmaForTest(double xh, double xl, bool lowPart);  // FmaPaths.cpp
 }  // namespace XELORAALGO::num::detail
 
 namespace {
@@ -95,6 +96,13 @@ TEST(NumericsExpPowTables, EntriesHoldTheirStatedValues) {
     EXPECT_EQ(detail::kLogTable[128].c, 0.5);
     EXPECT_EQ(detail::kLogTable[128].minusLogC.hi, detail::kLn2Hi);
     EXPECT_EQ(detail::kLogTable[128].minusLogC.lo, detail::kLn2Lo);
+    // ln2/512 in three parts, each the nearest double to the rest (the fused reduction of exp).
+    mpfr_const_log2(v.v, MPFR_RNDN);
+    mpfr_div_ui(v.v, v.v, 512, MPFR_RNDN);
+    for (const double part : {detail::kL1, detail::kL2, detail::kL3}) {
+        EXPECT_EQ(part, mpfr_get_d(v.v, MPFR_RNDN));
+        mpfr_sub_d(v.v, v.v, part, MPFR_RNDN);
+    }
 }
 
 TEST(NumericsExpPowKernels, ExponentialStaysWithinItsErrorBound) {
@@ -110,17 +118,22 @@ TEST(NumericsExpPowKernels, ExponentialStaysWithinItsErrorBound) {
             const double k = std::nearbyint(x * 512.0 / M_LN2) + (i % 4 == 1 ? 0.5 : 0.0);
             x = k * (M_LN2 / 512.0) + unit(rng) * 0x1p-40;
         }
-        const detail::ScaledDd v = detail::expFast<detail::DekkerProduct, false>(x, 0.0);
-        mpfr_set_d(exact.v, x, MPFR_RNDN);
-        mpfr_exp(exact.v, exact.v, MPFR_RNDN);
-        worst = std::max(worst, errorOf(v.hi, v.lo, v.scale, exact.v, true));
-        // With a low part: e^(x + xl), |xl| up to 2^-43.
-        const double xl = unit(rng) * 0x1p-43;
-        const detail::ScaledDd w = detail::expFast<detail::DekkerProduct, true>(x, xl);
-        mpfr_set_d(exact.v, x, MPFR_RNDN);
-        mpfr_add_d(exact.v, exact.v, xl, MPFR_RNDN);
-        mpfr_exp(exact.v, exact.v, MPFR_RNDN);
-        worst = std::max(worst, errorOf(w.hi, w.lo, w.scale, exact.v, true));
+        const double xl = unit(rng) * 0x1p-43;  // e^(x + xl), |xl| up to 2^-43, as pow calls it
+        // The plain form, and the fused one (its own reduction) where the processor has it.
+        for (const bool fused : {false, true}) {
+            if (fused && !detail::kFmaUsable) continue;
+            const detail::ScaledDd v = fused ? detail::expFastFmaForTest(x, 0.0, false)
+                                             : detail::expFast<detail::DekkerProduct, false>(x, 0.0);
+            mpfr_set_d(exact.v, x, MPFR_RNDN);
+            mpfr_exp(exact.v, exact.v, MPFR_RNDN);
+            worst = std::max(worst, errorOf(v.hi, v.lo, v.scale, exact.v, true));
+            const detail::ScaledDd w = fused ? detail::expFastFmaForTest(x, xl, true)
+                                             : detail::expFast<detail::DekkerProduct, true>(x, xl);
+            mpfr_set_d(exact.v, x, MPFR_RNDN);
+            mpfr_add_d(exact.v, exact.v, xl, MPFR_RNDN);
+            mpfr_exp(exact.v, exact.v, MPFR_RNDN);
+            worst = std::max(worst, errorOf(w.hi, w.lo, w.scale, exact.v, true));
+        }
     }
     EXPECT_LT(worst, 0x1p-70);
 }
