@@ -36,6 +36,14 @@ void InterpCubic5(const AlgoEngine& engine, float* map);
 void InterpCubic3(const AlgoEngine& engine, float* map, const double* mapX, const double* mapY,
                   const bool* mask);
 
+namespace detail {
+// The cubic resampler behind InterpCubic1 ... 5: plain (mask null) on the two bands of
+// InterpCubic1, or masked on the four bands of InterpCubic3. allowLanes false keeps every pixel on
+// the scalar loop (the eight-lane loop must give the same bits; the tests compare the two).
+void resampleCubic(const AlgoEngine& engine, float* map, const double* mapX, const double* mapY, const bool* mask,
+                   bool allowLanes);
+}  // namespace detail
+
 // Nearest-neighbour resampling of a mask in place: target = source at
 // ((int)(mapY + 0.5), (int)(mapX + 0.5)) when inside the grid, false otherwise.
 //   InterpFlag1: rectMapX1/Y1, InterpFlag2: rectMapX2/Y2.
