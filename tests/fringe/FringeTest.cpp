@@ -390,3 +390,36 @@ TEST(Fringe, ExportedMembersForwardToTheEngine) {
             for (std::size_t i = 0; i < a.n(); ++i) EXPECT_TRUE(same(x, i, y, i)) << i;
         }
 }
+
+TEST(DecGrayPhase, VectorLanesDecodeLikeSinglePixels) {
+    // 40 x 9 pixels (eight bands of 45: blocks of four and a tail of one), every pixel compared with
+    // its decoding in a 1 x 1 ROI (one pixel, no blocks). The fringes put phi on and around the
+    // quarter boundaries (float pi/2 just above the double one, float 3pi/2 not below the double
+    // one, phi a hair below 0 and exactly 0) and a = b = 0; the Gray planes sit on, just above and
+    // just below the average, so every bit comparison meets its edge. Two-pass decoding with no
+    // rounds runs the unwrapping on the truncating pass's average.
+    const int w = 40, h = 9;
+    Stack s(11, std::size_t(w) * h);
+    s.randomise(17);
+    const int fringes[][4] = {{150, 100, 50, 100}, {50, 100, 150, 100}, {100, 50, 101, 150}, {100, 100, 100, 100},
+                              {101, 100, 100, 100}, {100, 100, 101, 100}, {200, 100, 50, 150}, {0, 255, 255, 0}};
+    for (std::size_t i = 0; i < s.n(); ++i) {
+        if (i % 3 == 0) continue;  // a third stays random
+        const int* f = fringes[(i / 3) % 8];
+        s.set(i, 7, {f[0], f[1], f[2], f[3]});
+        const int sum = f[0] + f[1] + f[2] + f[3];
+        for (int k = 0; k < 7; ++k) {  // 4P against the sum: equal, one above, one below (where possible)
+            const int p = (sum + 4 * ((int(i) + k) % 3 - 1)) / 4;
+            s.planes[k][i] = (unsigned char)std::min(255, std::max(0, p));
+        }
+    }
+    for (Decoder d : {fr::DecGrayPhase1, fr::UnDecGrayPhase1})
+        for (bool twoPass : {false, true}) {
+            const Outputs all = run(d, w, h, s, twoPass, 0);
+            for (std::size_t i = 0; i < s.n(); ++i) {
+                Stack p(11, 1);
+                for (int k = 0; k < 11; ++k) p.planes[k][0] = s.planes[k][i];
+                ASSERT_TRUE(same(all, i, run(d, 1, 1, p, twoPass, 0), 0)) << i << (twoPass ? " two-pass" : "");
+            }
+        }
+}

@@ -1,0 +1,152 @@
+// The eight-lane cubic resamplers against the one-pixel loop, on inputs chosen to break a lane
+// that does not do exactly the scalar operations: coordinates on and beside whole numbers, on the
+// border of the neighbourhood rule, NaN and huge; source values of both zero signs, NaN and
+// infinities; masks with empty and one-pixel neighbourhoods; widths that are not a multiple of
+// eight and grids too small for any neighbourhood.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <vector>
+
+#include "StereoTestUtil.h"
+#include "stereo/stereo.h"
+
+namespace {
+
+using XELORAALGO::stereo::detail::resampleCubic;
+
+std::uint32_t bits(float v) {
+    std::uint32_t b;
+    std::memcpy(&b, &v, sizeof b);
+    return b;
+}
+
+struct Grid {
+    int w, h;
+    std::vector<double> mapX, mapY;
+    std::vector<float> src;
+    std::unique_ptr<bool[]> mask;
+};
+
+Grid adversarialGrid(int w, int h, unsigned seed) {
+    Grid g{w, h, {}, {}, {}, nullptr};
+    const std::size_t n = static_cast<std::size_t>(w) * static_cast<std::size_t>(h);
+    std::mt19937 rng(seed);
+    std::uniform_real_distribution<double> ux(-1.5, w + 0.5), uy(-1.5, h + 0.5), uv(-100.0, 100.0);
+    std::uniform_int_distribution<int> pick(0, 15);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const float inf = std::numeric_limits<float>::infinity();
+    g.mask.reset(new bool[n]);
+    for (std::size_t i = 0; i < n; ++i) {
+        double x = ux(rng), y = uy(rng);
+        switch (pick(rng)) {  // special coordinates for a quarter of the pixels
+            case 0: x = std::floor(x); break;                      // whole number: copies a source value
+            case 1: x = std::floor(x) + 1 - 1e-12; break;          // rounds up to a whole number in float
+            case 2: y = w > 3 ? 1.0 : y; x = w - 2 - 1e-9; break;  // just inside the last column
+            case 3: x = w - 2.0; break;                            // just outside
+            default: break;
+        }
+        if (pick(rng) == 0) (pick(rng) < 8 ? x : y) = pick(rng) < 8 ? nan : 3e9;
+        g.mapX.push_back(x);
+        g.mapY.push_back(y);
+        float v = static_cast<float>(uv(rng));
+        switch (pick(rng)) {
+            case 0: v = 0.0f; break;
+            case 1: v = -0.0f; break;
+            case 2: v = pick(rng) == 0 ? std::nanf("") : v; break;
+            case 3: v = pick(rng) == 0 ? (pick(rng) < 8 ? inf : -inf) : v; break;
+            default: break;
+        }
+        g.src.push_back(v);
+        g.mask[i] = pick(rng) < 11;  // about 30 % invalid, so some neighbourhoods are empty
+    }
+    return g;
+}
+
+// Resamples with and without the lanes and compares every pixel: the same bits, or both NaN.
+void expectLanesEqualScalar(const Grid& g, bool masked) {
+    XELORAALGO::AlgoEngine e;
+    stereotest::setRoi(e, g.w, g.h);
+    std::vector<float> lanes = g.src, scalar = g.src;
+    const bool* mask = masked ? g.mask.get() : nullptr;
+    resampleCubic(e, lanes.data(), g.mapX.data(), g.mapY.data(), mask, true);
+    resampleCubic(e, scalar.data(), g.mapX.data(), g.mapY.data(), mask, false);
+    int nonZero = 0;
+    for (std::size_t i = 0; i < lanes.size(); ++i) {
+        if (std::isnan(scalar[i])) {
+            EXPECT_TRUE(std::isnan(lanes[i])) << "pixel " << i << " of " << g.w << " x " << g.h;
+        } else {
+            EXPECT_EQ(bits(lanes[i]), bits(scalar[i])) << "pixel " << i << " of " << g.w << " x " << g.h << ": "
+                                                       << lanes[i] << " vs " << scalar[i];
+        }
+        nonZero += scalar[i] != 0.0f;
+    }
+    if (g.w >= 4 && g.h >= 4) {
+        EXPECT_GT(nonZero, 0) << g.w << " x " << g.h;  // the case did resample
+    }
+}
+
+}  // namespace
+
+TEST(CubicLanes, PlainAndMaskedEqualTheScalarLoopOnAdversarialInputs) {
+    // Widths below, at and around multiples of eight; heights that leave rows past the bands.
+    const int sizes[][2] = {{13, 11}, {8, 8}, {16, 9}, {29, 7}, {33, 14}, {4, 4}, {7, 5}, {64, 21}};
+    unsigned seed = 1;
+    for (const auto& s : sizes) {
+        const Grid g = adversarialGrid(s[0], s[1], seed++);
+        expectLanesEqualScalar(g, false);
+        expectLanesEqualScalar(g, true);
+    }
+}
+
+TEST(CubicLanes, GridsWithoutAnyNeighbourhoodStayZero) {
+    for (const auto& s : {std::pair<int, int>{3, 9}, {9, 3}, {1, 1}, {2, 16}}) {
+        const Grid g = adversarialGrid(s.first, s.second, 99);
+        for (bool masked : {false, true}) {
+            XELORAALGO::AlgoEngine e;
+            stereotest::setRoi(e, g.w, g.h);
+            std::vector<float> map = g.src;
+            resampleCubic(e, map.data(), g.mapX.data(), g.mapY.data(), masked ? g.mask.get() : nullptr, true);
+            for (float v : map) EXPECT_EQ(bits(v), bits(0.0f));
+        }
+    }
+}
+
+TEST(CubicLanes, MaskedLanesKeepEmptyAndSingleNeighbourhoodRules) {
+    // Two blocks of eight target pixels at whole-number coordinates of one 12 x 6 grid, whose
+    // neighbourhoods share the valid pixels of row 2: at a whole-number coordinate every weight but
+    // the centre's is zero, so the first block gives back its centre values exactly; with row 2
+    // invalid too, both blocks' neighbourhoods are empty and give NaN.
+    const int w = 12, h = 6;
+    const std::size_t n = static_cast<std::size_t>(w * h);
+    XELORAALGO::AlgoEngine e;
+    stereotest::setRoi(e, w, h);
+    std::vector<double> mapX(n, 0.0), mapY(n, 0.0);
+    std::vector<float> map(n);
+    std::unique_ptr<bool[]> mask(new bool[n]());
+    for (std::size_t i = 0; i < n; ++i) map[i] = static_cast<float>(i) - 20.0f;
+    for (int j = 0; j < 8; ++j) {
+        mapX[static_cast<std::size_t>(j)] = 1 + j % 8;  // centres (2, 1 .. 8)
+        mapY[static_cast<std::size_t>(j)] = 2;
+        mapX[static_cast<std::size_t>(w + j)] = 1 + j % 8;
+        mapY[static_cast<std::size_t>(w + j)] = 3;
+        mask[static_cast<std::size_t>(2 * w + 1 + j)] = true;
+    }
+    const std::vector<float> src = map;
+    XELORAALGO::stereo::detail::resampleCubic(e, map.data(), mapX.data(), mapY.data(), mask.get(), true);
+    for (int j = 0; j < 8; ++j)
+        EXPECT_EQ(bits(map[static_cast<std::size_t>(j)]), bits(src[static_cast<std::size_t>(2 * w + 1 + j)])) << j;
+    // Row 2 invalid as well: every neighbourhood is empty.
+    for (int j = 0; j < 8; ++j) mask[static_cast<std::size_t>(2 * w + 1 + j)] = false;
+    std::vector<float> empty = src;
+    XELORAALGO::stereo::detail::resampleCubic(e, empty.data(), mapX.data(), mapY.data(), mask.get(), true);
+    for (int j = 0; j < 8; ++j) {
+        EXPECT_TRUE(std::isnan(empty[static_cast<std::size_t>(j)])) << j;
+        EXPECT_TRUE(std::isnan(empty[static_cast<std::size_t>(w + j)])) << j;
+    }
+}
