@@ -7,8 +7,9 @@
 // Outputs: mask: validity on camera 1's grid; X, Y, Z (float, w x h, caller-owned): the point of
 //          every valid pixel in camera 1's frame, units of T, 0 elsewhere; count: valid pixels.
 //          Z is also the working depth map on the rectified grid.
-// Working storage: a column map and a row map (double, w x h) for the resampling back to camera
-// 1's grid and the new mask (bool, w x h), all allocated here and released on return.
+// Working storage: a row map (double, w x h) for the resampling back to camera 1's grid (its
+// column map holds every pixel's own column and is not stored), per-column sensor positions, two
+// rows of row indices and the new mask (bool, w x h), all allocated here and released on return.
 //
 // Steps: the mask is carried to camera 1's grid through rectMapY1 (nearest row); a row map gives,
 // for every camera-1 row, the fractional rectified row it came from (first whole row crossed
@@ -24,6 +25,8 @@
 
 #include "depthfilter/Bilateralfilter.h"
 #include "fringe/fringe.h"
+#include "TriangulateLanes.h"
+#include "numerics/numerics.h"
 #include "stereo.h"
 
 namespace XELORAALGO {
@@ -40,8 +43,11 @@ inline double sensorMm(int step, int index, float offset, int roiOffset, double 
 
 }  // namespace
 
-void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
-              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma) {
+namespace detail {
+
+void calPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
+              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma,
+              bool useLanes) {
     count = 0;
     const std::size_t n = e.pixelCount();
     if (n == 0) return;
@@ -62,7 +68,6 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     const int offX = e.roi.offsetX;
     const int offY = e.roi.offsetY;
 
-    const std::unique_ptr<double[]> colMap(new double[n]);  // every entry is set in step 1
     std::vector<double> rowMap(n, 0.0);
     const std::unique_ptr<bool[]> newMask(new bool[n]());
     const double* rectY = e.rectMapY1.data();
@@ -81,8 +86,6 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     // 1. Mask carried to camera 1's grid: nearest row of rectMapY1, same column.
     for (int row = 0; row < h; ++row) {
         const std::size_t r0 = static_cast<std::size_t>(row) * W;
-        double* cm = colMap.get() + r0;
-        for (int col = 0; col < w; ++col) cm[col] = static_cast<double>(col);
         for (int col = 0; col < w; ++col) {
             if (!mask[r0 + static_cast<std::size_t>(col)]) continue;
             int target;
@@ -97,11 +100,18 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     // and each row's fractional indices t are computed once and kept for the next row.
     {
         std::vector<double> tRow(W), tNext(W);
+        // x / 1.0 is x itself: with no downsampling the divisions are left out.
         const double step = static_cast<double>(s);
-        for (std::size_t c = 0; c < W; ++c) tRow[c] = (lineIndex[c] - offY) / step;
+        const auto rowIndices = [&](const double* li, double* t) {
+            if (s == 1)
+                for (std::size_t c = 0; c < W; ++c) t[c] = li[c] - offY;
+            else
+                for (std::size_t c = 0; c < W; ++c) t[c] = (li[c] - offY) / step;
+        };
+        rowIndices(lineIndex, tRow.data());
         for (int r = 0; r + 1 < h; ++r) {
             const double* next = lineIndex + static_cast<std::size_t>(r + 1) * W;
-            for (std::size_t c = 0; c < W; ++c) tNext[c] = (next[c] - offY) / step;
+            rowIndices(next, tNext.data());
             for (int col = 0; col < w; ++col) {
                 const double t0 = tRow[static_cast<std::size_t>(col)];
                 const double t1 = tNext[static_cast<std::size_t>(col)];
@@ -127,13 +137,22 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     const float r21f = static_cast<float>(R[7]);
     const double r8f1 = R[8] * f1, r2f1 = R[2] * f1, f2T0 = f2 * T[0];
     const float sf = static_cast<float>(s), offXf = static_cast<float>(offX);
+    const bool lanes = useLanes && num::isaUsable(num::Isa::Avx2);
+#if defined(__GNUC__) && defined(__x86_64__)
+    const detail::DepthTerms terms{static_cast<double>(o), e.cy1, p,   e.cx2, f2T0, T[2], r8f1, r2f1, R[6], R[0],
+                                   static_cast<double>(f2), sf, o, offXf, f1, r21f, r01f};
+#endif
     for (int row = 0; row < h; ++row) {
         const std::size_t r0 = static_cast<std::size_t>(row) * W;
         const bool* m0 = mask + r0;
         const float* sub0 = sub + r0;
         const double* li0 = lineIndex + r0;
         float* z0 = Z + r0;
-        for (std::size_t col = 0; col < W; ++col) {
+        std::size_t col = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+        if (lanes) col = static_cast<std::size_t>(detail::depthRowAvx2(terms, xL.data(), li0, sub0, m0, z0, w));
+#endif
+        for (; col < W; ++col) {
             const double yL = (static_cast<double>(o) + li0[col] - e.cy1) * p;
             const float xRPos = sf * sub0[col] + o + offXf;
             const double xR = (static_cast<double>(xRPos) - e.cx2) * p;
@@ -151,7 +170,9 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     if (useSmoothing) fringe::SmoothMaskedMap(e, Z, mask, smoothSigma);
 
     // 5. Depth and mask carried to camera 1's grid.
-    InterpCubic3(e, Z, colMap.get(), rowMap.data(), mask);
+    // InterpCubic3 with a column map that holds every pixel's own column: the resampler is told
+    // so instead of reading a table of them.
+    detail::resampleCubic(e, Z, nullptr, rowMap.data(), mask, useLanes);
     std::copy(newMask.get(), newMask.get() + n, mask);
 
     // 6. Points on camera 1's grid; a pixel whose depth is not finite is dropped.
@@ -163,7 +184,11 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
         float* x0 = X + r0;
         float* y0 = Y + r0;
         float* z0 = Z + r0;
-        for (std::size_t col = 0; col < W; ++col) {
+        std::size_t col = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+        if (lanes) col = static_cast<std::size_t>(detail::pointsRowAvx2(xMm.data(), yMm, f1, m0, x0, y0, z0, w, &valid));
+#endif
+        for (; col < W; ++col) {
             const float z = z0[col];
             const bool keep = m0[col] && std::isfinite(z);
             x0[col] = keep ? xMm[col] * z / f1 : 0.0f;
@@ -174,6 +199,14 @@ void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
         }
     }
     count = valid;
+}
+
+}  // namespace detail
+
+void CalPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
+              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma) {
+    detail::calPoint(e, mask, X, Y, Z, count, useBilateral, bilateralSpatialSigma, bilateralRangeSigma, useSmoothing,
+                     smoothSigma, true);
 }
 
 }  // namespace stereo

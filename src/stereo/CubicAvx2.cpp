@@ -85,14 +85,17 @@ struct Block {
     __m256 wr[4], wc[4];
 };
 
-inline void prepareBlock(const double* mapX, const double* mapY, int w, int h, long long i, Block& b) {
+// mapX null: the column of each target pixel is its own (col0 is that of pixel i).
+inline void prepareBlock(const double* mapX, const double* mapY, int w, int h, long long i, long long col0, Block& b) {
     // trunc(x) in [1, w - 3] <=> 1 <= x < w - 2 (false for NaN), and likewise for y.
     const __m256d one = _mm256_set1_pd(1.0);
     const __m256d xHi = _mm256_set1_pd(static_cast<double>(w - 2)), yHi = _mm256_set1_pd(static_cast<double>(h - 2));
     __m256d x[2], y[2];
     int valid = 0;
     for (int half = 0; half < 2; ++half) {
-        x[half] = _mm256_loadu_pd(mapX + i + 4 * half);
+        x[half] = mapX ? _mm256_loadu_pd(mapX + i + 4 * half)
+                       : _mm256_add_pd(_mm256_set1_pd(static_cast<double>(col0 + 4 * half)),
+                                       _mm256_setr_pd(0.0, 1.0, 2.0, 3.0));
         y[half] = _mm256_loadu_pd(mapY + i + 4 * half);
         const __m256d ok = _mm256_and_pd(
             _mm256_and_pd(_mm256_cmp_pd(x[half], one, _CMP_GE_OQ), _mm256_cmp_pd(x[half], xHi, _CMP_LT_OQ)),
@@ -128,7 +131,7 @@ long long cubicPixelsAvx2(const float* src, float* dst, const double* mapX, cons
     for (; done + 8 <= count; done += 8) {
         const long long i = first + done;
         Block b;
-        prepareBlock(mapX, mapY, w, h, i, b);
+        prepareBlock(mapX, mapY, w, h, i, done, b);
         if (!b.valid) continue;
         __m256 sum = _mm256_setzero_ps();
         for (int k = 0; k < 4; ++k) {
@@ -152,7 +155,7 @@ long long maskedCubicPixelsAvx2(const float* src, const bool* mask, float* dst, 
     for (; done + 8 <= count; done += 8) {
         const long long i = first + done;
         Block b;
-        prepareBlock(mapX, mapY, w, h, i, b);
+        prepareBlock(mapX, mapY, w, h, i, done, b);
         if (!b.valid) continue;
         __m256 s = _mm256_setzero_ps(), n = _mm256_setzero_ps();
         for (int k = 0; k < 4; ++k) {

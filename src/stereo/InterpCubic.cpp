@@ -70,7 +70,7 @@ void cubicRange(const float* src, float* dst, const double* mapX, const double* 
     const std::size_t W = static_cast<std::size_t>(w);
     for (std::size_t i = begin; i < end; ++i) {
         Neighbourhood nb;
-        if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
+        if (!neighbourhood(mapX ? mapX[i] : static_cast<double>(i % W), mapY[i], w, h, nb)) continue;
         const float* base = src + static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
         float sum = 0.0f;
         for (int k = 0; k < 4; ++k) {
@@ -87,7 +87,7 @@ void maskedCubicRange(const float* src, float* dst, const double* mapX, const do
     const std::size_t W = static_cast<std::size_t>(w);
     for (std::size_t i = begin; i < end; ++i) {
         Neighbourhood nb;
-        if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
+        if (!neighbourhood(mapX ? mapX[i] : static_cast<double>(i % W), mapY[i], w, h, nb)) continue;
         const std::size_t first = static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
         float s = 0.0f;
         float n = 0.0f;

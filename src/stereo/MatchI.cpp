@@ -51,13 +51,13 @@ class RowBuckets {
 public:
     explicit RowBuckets(int width)
         : width_(width), count_(static_cast<std::size_t>(width) + 1, 0), start_(static_cast<std::size_t>(width) + 2, 0),
-          list_(static_cast<std::size_t>(width) + kPad, 0) {}
+          list_(static_cast<std::size_t>(width) + kPad, 0), listPhase_(static_cast<std::size_t>(width) + kPad, 0.0f) {}
 
     // Entries after the list, all column 0, so that kPad entries can be read from any bucket.
     static constexpr int kPad = 4;
 
-    // bucket: the row's buckets from bucketsOf.
-    void build(const bool* mask, const std::int32_t* bucket) {
+    // bucket: the row's buckets from bucketsOf; phase: the row's phases, listed beside the columns.
+    void build(const bool* mask, const std::int32_t* bucket, const float* phase) {
         const std::size_t w = static_cast<std::size_t>(width_);
         for (std::size_t col = 0; col < w; ++col) ++count_[slot(mask[col], bucket[col])];
         std::int32_t offset = 0;
@@ -69,7 +69,9 @@ public:
         start_[w + 1] = offset;
         for (std::size_t col = 0; col < w; ++col) {
             const std::size_t b = slot(mask[col], bucket[col]);
-            list_[static_cast<std::size_t>(start_[b] + count_[b]++)] = static_cast<std::int32_t>(col);
+            const std::size_t at = static_cast<std::size_t>(start_[b] + count_[b]++);
+            list_[at] = static_cast<std::int32_t>(col);
+            listPhase_[at] = phase[col];
         }
     }
 
@@ -79,6 +81,8 @@ public:
     // Columns of buckets first ... last (consecutive in the list), bucket by bucket, left to right.
     const std::int32_t* begin(int first) const { return list_.data() + start_[static_cast<std::size_t>(first)]; }
     const std::int32_t* end(int last) const { return list_.data() + start_[static_cast<std::size_t>(last) + 1]; }
+    // The phase of the column at list position it.
+    const float* phaseAt(const std::int32_t* it) const { return listPhase_.data() + (it - list_.data()); }
 
 private:
     std::size_t slot(bool valid, std::int32_t b) const {
@@ -88,14 +92,14 @@ private:
 
     int width_;
     std::vector<std::int32_t> count_, start_, list_;
+    std::vector<float> listPhase_;
 };
 
 // Searches the candidates of phase p (bucket b0) in buckets b0 - 1, b0, b0 + 1 of `cands`, with
-// costs |other[c] - p|. `reference` is the column a candidate must stay within kContinuityLimit of
+// costs |other - p|, other the candidate's phase as listed in `cands`. `reference` is the column a candidate must stay within kContinuityLimit of
 // (0: no constraint). A later candidate of equal or lower cost replaces the best one (a NaN cost
 // replaces only when nothing has been found yet).
-inline bool searchCandidates(float p, int b0, const RowBuckets& cands, const float* other, std::int32_t reference,
-                             int& best) {
+inline bool searchCandidates(float p, int b0, const RowBuckets& cands, std::int32_t reference, int& best) {
     const int w = cands.width();
     if (b0 < -1 || b0 > w) return false;
     const int bFirst = b0 - 1 < 0 ? 0 : b0 - 1;
@@ -103,22 +107,23 @@ inline bool searchCandidates(float p, int b0, const RowBuckets& cands, const flo
     bool found = false;
     float bestCost = 0.0f;
     int bestCol = 0;
-    const auto visit = [&](int c, bool present) {
+    const auto visit = [&](int c, float other, bool present) {
         const bool near = present && (reference == 0 || std::abs(reference - c) <= kContinuityLimit);
-        const float d = std::fabs(other[c] - p);
+        const float d = std::fabs(other - p);
         const bool take = near && (!found || bestCost >= d);
         bestCol = take ? c : bestCol;
         bestCost = take ? d : bestCost;
         found = found || near;
     };
     const std::int32_t* it = cands.begin(bFirst);
+    const float* other = cands.phaseAt(it);
     const std::ptrdiff_t count = cands.end(bLast) - it;
     if (count <= RowBuckets::kPad) {
         // The usual case, a few candidates: a fixed number of slots without branches (the list is
         // padded, so the slots past the candidates hold readable columns; they are not counted).
-        for (int k = 0; k < RowBuckets::kPad; ++k) visit(it[k], k < count);
+        for (int k = 0; k < RowBuckets::kPad; ++k) visit(it[k], other[k], k < count);
     } else {
-        for (std::ptrdiff_t k = 0; k < count; ++k) visit(it[k], true);
+        for (std::ptrdiff_t k = 0; k < count; ++k) visit(it[k], other[k], true);
     }
     best = bestCol;
     return found;
@@ -171,7 +176,7 @@ void MatchI(AlgoEngine& e, const bool* mask1, const bool* mask2, bool* matchMask
             std::fill(cont.begin(), cont.end(), 0);
             bucketsOf(phase1 + r0, w, bucketWidth, bucket1.data());
             bucketsOf(phase2 + r0, w, bucketWidth, bucket2.data());
-            buckets2.build(mask2 + r0, bucket2.data());
+            buckets2.build(mask2 + r0, bucket2.data(), phase2 + r0);
             for (int col = 0; col < w; ++col) {
                 const std::size_t i = r0 + static_cast<std::size_t>(col);
                 matchMask[i] = false;
@@ -182,8 +187,7 @@ void MatchI(AlgoEngine& e, const bool* mask1, const bool* mask2, bool* matchMask
                     if (reference == 0 && col >= 2) reference = cont[static_cast<std::size_t>(col - 2)];
                 }
                 int m;
-                if (!searchCandidates(phase1[i], bucket1[static_cast<std::size_t>(col)], buckets2, phase2 + r0,
-                                      reference, m))
+                if (!searchCandidates(phase1[i], bucket1[static_cast<std::size_t>(col)], buckets2, reference, m))
                     continue;
                 matchColumn[i] = m;
                 matchMask[i] = true;
@@ -195,7 +199,7 @@ void MatchI(AlgoEngine& e, const bool* mask1, const bool* mask2, bool* matchMask
             // Backward: camera 2's pixels against camera 1's row, right to left.
             std::fill(cont.begin(), cont.end(), 0);
             std::fill(backward.begin(), backward.end(), 0);
-            buckets1.build(mask1 + r0, bucket1.data());
+            buckets1.build(mask1 + r0, bucket1.data(), phase1 + r0);
             for (int col = w - 1; col >= 0; --col) {
                 const std::size_t i = r0 + static_cast<std::size_t>(col);
                 if (!mask2[i]) continue;
@@ -205,8 +209,7 @@ void MatchI(AlgoEngine& e, const bool* mask1, const bool* mask2, bool* matchMask
                     if (reference == 0 && col <= w - 3) reference = cont[static_cast<std::size_t>(col + 2)];
                 }
                 int m;
-                if (!searchCandidates(phase2[i], bucket2[static_cast<std::size_t>(col)], buckets1, phase1 + r0,
-                                      reference, m))
+                if (!searchCandidates(phase2[i], bucket2[static_cast<std::size_t>(col)], buckets1, reference, m))
                     continue;
                 backward[static_cast<std::size_t>(col)] = m;
                 cont[static_cast<std::size_t>(col)] = m;

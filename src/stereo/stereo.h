@@ -40,6 +40,7 @@ namespace detail {
 // The cubic resampler behind InterpCubic1 ... 5: plain (mask null) on the two bands of
 // InterpCubic1, or masked on the four bands of InterpCubic3. allowLanes false keeps every pixel on
 // the scalar loop (the eight-lane loop must give the same bits; the tests compare the two).
+// mapX null stands for a column map that holds every target pixel's own column.
 void resampleCubic(const AlgoEngine& engine, float* map, const double* mapX, const double* mapY, const bool* mask,
                    bool allowLanes);
 }  // namespace detail
@@ -79,6 +80,14 @@ void MatchII(AlgoEngine& engine, const bool* mask1, const bool* mask2, bool* mat
 void CalPoint(AlgoEngine& engine, bool* mask, float* X, float* Y, float* Z, int& count,
               bool useBilateral, int bilateralSpatialSigma, float bilateralRangeSigma,
               bool useSmoothing, float smoothSigma);
+
+namespace detail {
+// CalPoint with its vector loops allowed (useLanes) or not; both give the same bits (the tests
+// compare them).
+void calPoint(AlgoEngine& engine, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
+              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma,
+              bool useLanes);
+}  // namespace detail
 
 }  // namespace stereo
 }  // namespace XELORAALGO
