@@ -1,10 +1,11 @@
-// The eight-lane cubic resamplers against the one-pixel loop, on inputs chosen to break a lane
+// The vector loops of the resamplers and of CalPoint against the one-pixel loops, on inputs chosen to break a lane
 // that does not do exactly the scalar operations: coordinates on and beside whole numbers, on the
 // border of the neighbourhood rule, NaN and huge; source values of both zero signs, NaN and
 // infinities; masks with empty and one-pixel neighbourhoods; widths that are not a multiple of
 // eight and grids too small for any neighbourhood.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -148,5 +149,63 @@ TEST(CubicLanes, MaskedLanesKeepEmptyAndSingleNeighbourhoodRules) {
     for (int j = 0; j < 8; ++j) {
         EXPECT_TRUE(std::isnan(empty[static_cast<std::size_t>(j)])) << j;
         EXPECT_TRUE(std::isnan(empty[static_cast<std::size_t>(w + j)])) << j;
+    }
+}
+
+TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
+    // A skewed geometry (every rotation term in use), downsampling step 2 with an offset, and
+    // sub-pixel columns that include 0, both zero signs, NaN, infinities and a column that makes
+    // the denominator vanish; row maps that wander, step back and leave the grid. Widths around a
+    // multiple of eight.
+    for (int w : {13, 16, 31}) {
+        const int h = 12;
+        const std::size_t n = static_cast<std::size_t>(w * h);
+        std::mt19937 rng(static_cast<unsigned>(w));
+        std::uniform_real_distribution<double> u(-1.0, 1.0);
+        std::uniform_int_distribution<int> pick(0, 15);
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h, 7, 3);
+        e.downsampleStep = 2;
+        e.downsampleOffset = 0.25f;
+        e.pixelPitch = 0.0048;
+        e.cx1 = 7 + w + 0.3, e.cy1 = 3 + h - 0.2, e.cx2 = 7 + w - 0.7;
+        e.focal1Mm = 12.0, e.focal2Mm = 12.5;
+        for (int k = 0; k < 9; ++k) e.calib.R[k] = (k % 4 == 0 ? 1.0 : 0.0) + 0.05 * u(rng);
+        e.calib.T[0] = -100.0, e.calib.T[2] = 3.0;
+        std::unique_ptr<bool[]> mask(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) {
+            const double row = static_cast<double>(i / static_cast<std::size_t>(w));
+            float m = static_cast<float>(w * (0.5 + 0.4 * u(rng)));
+            switch (pick(rng)) {
+                case 0: m = 0.0f; break;
+                case 1: m = -0.0f; break;
+                case 2: m = std::nanf(""); break;
+                case 3: m = pick(rng) < 8 ? INFINITY : -INFINITY; break;
+                default: break;
+            }
+            e.subpixelColumn.push_back(m);
+            e.rectMapY1.push_back(pick(rng) == 0 ? std::nan("") : row + 0.8 * u(rng));
+            e.lineIndexMap.push_back(3 + 2 * (row + 0.6 * u(rng)) + (pick(rng) == 0 ? 40.0 : 0.0));
+            mask[i] = pick(rng) < 12;
+        }
+        e.subpixelColumn[5] = 3e38f;  // a depth computed from huge terms
+        std::vector<float> out[2][3];
+        int count[2] = {-1, -1};
+        std::unique_ptr<bool[]> outMask[2];
+        for (int lanes = 0; lanes < 2; ++lanes) {
+            outMask[lanes].reset(new bool[n]);
+            std::copy(mask.get(), mask.get() + n, outMask[lanes].get());
+            for (auto& m : out[lanes]) m.assign(n, -1.0f);
+            XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
+                                                 out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
+                                                 lanes == 1);
+        }
+        EXPECT_EQ(count[0], count[1]) << w;
+        EXPECT_GT(count[0], 0) << w;
+        for (std::size_t i = 0; i < n; ++i) {
+            EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+        }
     }
 }
