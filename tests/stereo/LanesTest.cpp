@@ -166,12 +166,14 @@ TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
         XELORAALGO::AlgoEngine e;
         stereotest::setRoi(e, w, h, 7, 3);
         e.downsampleStep = 2;
-        e.downsampleOffset = 0.25f;
+        e.downsampleOffset = 0.3f;
         e.pixelPitch = 0.0048;
         e.cx1 = 7 + w + 0.3, e.cy1 = 3 + h - 0.2, e.cx2 = 7 + w - 0.7;
         e.focal1Mm = 12.0, e.focal2Mm = 12.5;
-        for (int k = 0; k < 9; ++k) e.calib.R[k] = (k % 4 == 0 ? 1.0 : 0.0) + 0.05 * u(rng);
-        e.calib.T[0] = -100.0, e.calib.T[2] = 3.0;
+        // Nearly parallel cameras: the denominator is a small difference (the disparity), which
+        // makes every rounding point of camera 2's column show in the depth.
+        for (int k = 0; k < 9; ++k) e.calib.R[k] = (k % 4 == 0 ? 1.0 : 0.0) + 0.002 * u(rng);
+        e.calib.T[0] = -1.0, e.calib.T[2] = 20.0;
         std::unique_ptr<bool[]> mask(new bool[n]);
         for (std::size_t i = 0; i < n; ++i) {
             const double row = static_cast<double>(i / static_cast<std::size_t>(w));
