@@ -51,43 +51,6 @@ struct Planes {
     const unsigned char* p[11];
 };
 
-// Wrapped phase (raw atan2, -pi .. pi) and modulation of pixel i from the lookup tables.
-inline void lookupFringe(const AlgoEngine& e, const Planes& pl, bool reversed, std::size_t i, float& phi,
-                         float& m) {
-    const int i7 = pl.p[7][i], i8 = pl.p[8][i], i9 = pl.p[9][i], i10 = pl.p[10][i];
-    const int a = i10 - i8;
-    const int b = reversed ? i9 - i7 : i7 - i9;
-    const int idx = lutIndex(a, b);
-    phi = e.phaseAtanLut[static_cast<std::size_t>(idx)];
-    m = e.modulationLut[static_cast<std::size_t>(idx)];
-}
-
-// Average of the four fringes, summed in float in the order I8, I7, I9, I10.
-inline float fringeAverage(const Planes& pl, std::size_t i) {
-    return ((static_cast<float>(pl.p[8][i]) + static_cast<float>(pl.p[7][i])) + static_cast<float>(pl.p[9][i]) +
-            static_cast<float>(pl.p[10][i])) *
-           0.25f;
-}
-
-// Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing): S, C and A are
-// integers, each term added in double and truncated toward zero, which is what the conversion of
-// a double to int does. All three stay within -255 .. 255 (S and C) and 0 .. 255 (A), so the
-// conversions are in range.
-inline void truncatingFringe(const AlgoEngine& e, const Planes& pl, std::size_t i, float& phi, float& m,
-                             float& t) {
-    std::int32_t s = 0, c = 0, avg = 0;
-    for (int j = 0; j < 4; ++j) {
-        const double v = static_cast<double>(pl.p[7 + j][i]);
-        s = static_cast<std::int32_t>(static_cast<double>(s) + v * e.phaseSin[j]);
-        c = static_cast<std::int32_t>(static_cast<double>(c) + v * e.phaseCos[j]);
-        avg = static_cast<std::int32_t>(static_cast<double>(avg) + v * 0.25);
-    }
-    const std::size_t idx = static_cast<std::size_t>(lutIndex(c, s));
-    phi = e.phaseAtanLut[idx];
-    m = e.modulationLut[idx];
-    t = static_cast<float>(avg);
-}
-
 // Pixels per chunk of the decoding loops: the chunk's intermediate values stay in small arrays
 // on the stack, and every loop over a chunk but the table lookups runs without branches, so the
 // compiler turns it into vector code (each lane does the pixel's own operations).
@@ -197,18 +160,54 @@ void decodeChunk(const AlgoEngine& e, const Planes& pl, const Variant& var, std:
     unwrapChunk(pl, var.reversed, i0, count, phi, avg, absolutePhase + i0);
 }
 
+// First pass of two-pass decoding with the table lookup of one-pass decoding: wrapped phase,
+// modulation and average of pixels i0 ... i0 + count - 1 into phi, mod and avg (indexed by pixel).
+void lookupChunk(const AlgoEngine& e, const Planes& pl, bool reversed, std::size_t i0, std::size_t count, float* phi,
+                 float* mod, float* avg) {
+    int idx[kChunk];
+    const unsigned char *p7 = pl.p[7] + i0, *p8 = pl.p[8] + i0, *p9 = pl.p[9] + i0, *p10 = pl.p[10] + i0;
+    const int sign = reversed ? -1 : 1;
+    for (std::size_t j = 0; j < count; ++j) {
+        const int i7 = p7[j], i8 = p8[j], i9 = p9[j], i10 = p10[j];
+        idx[j] = lutIndex(i10 - i8, sign * (i7 - i9));
+        avg[i0 + j] = static_cast<float>(((i8 + i7) + i9) + i10) * 0.25f;
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        phi[i0 + j] = e.phaseAtanLut[static_cast<std::size_t>(idx[j])];
+        mod[i0 + j] = e.modulationLut[static_cast<std::size_t>(idx[j])];
+    }
+}
+
+// Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing): S, C and A are
+// integers, each term added in double and truncated toward zero, which is what the conversion of
+// a double to int does. All three stay within -255 .. 255 (S and C) and 0 .. 255 (A), so the
+// conversions are in range. Pixels i0 ... i0 + count - 1, into phi, mod and avg (indexed by pixel).
+void truncatingChunk(const AlgoEngine& e, const Planes& pl, std::size_t i0, std::size_t count, float* phi,
+                     float* mod, float* avg) {
+    std::int32_t s[kChunk], c[kChunk], a[kChunk];
+    for (std::size_t j = 0; j < count; ++j) s[j] = c[j] = a[j] = 0;
+    for (int k = 0; k < 4; ++k) {
+        const unsigned char* plane = pl.p[7 + k] + i0;
+        const double sinK = e.phaseSin[k], cosK = e.phaseCos[k];
+        for (std::size_t j = 0; j < count; ++j) {
+            const double v = static_cast<double>(plane[j]);
+            s[j] = static_cast<std::int32_t>(static_cast<double>(s[j]) + v * sinK);
+            c[j] = static_cast<std::int32_t>(static_cast<double>(c[j]) + v * cosK);
+            a[j] = static_cast<std::int32_t>(static_cast<double>(a[j]) + v * 0.25);
+        }
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        const std::size_t idx = static_cast<std::size_t>(lutIndex(c[j], s[j]));
+        phi[i0 + j] = e.phaseAtanLut[idx];
+        mod[i0 + j] = e.modulationLut[idx];
+        avg[i0 + j] = static_cast<float>(a[j]);
+    }
+}
+
 // Runs fn(first, count) over the pixel range [begin, end) in chunks of at most kChunk.
 template <class Fn>
 inline void forEachChunk(std::size_t begin, std::size_t end, const Fn& fn) {
     for (std::size_t i = begin; i < end; i += kChunk) fn(i, end - i < kChunk ? end - i : kChunk);
-}
-
-// Runs fn(i) for every pixel on the decoders' banded workers (leftover pixels on the calling thread).
-template <class Fn>
-void forEachPixel(std::size_t n, const Fn& fn) {
-    runBands(bands::kDecode, n, [&fn](int, std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) fn(i);
-    });
 }
 
 // Vertical consistency check: a pixel whose phase differs by more than 5 % (relative to its own
@@ -258,22 +257,19 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
     // Two-pass decoding: the first pass writes every element of the scratch maps.
     std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
     std::unique_ptr<bool[]> mask(new bool[n]());
-    forEachPixel(n, [&](std::size_t i) {
-        float p, m, t;
-        if (var.truncatingFirst) {
-            truncatingFringe(e, pl, i, p, m, t);
-        } else {
-            lookupFringe(e, pl, reversed, i, p, m);
-            t = fringeAverage(pl, i);
-        }
-        phi[i] = p;
-        mod[i] = m;
-        avg[i] = t;
-        if (m > threshold) mask[i] = true;
+    runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
+        forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
+            if (var.truncatingFirst)
+                truncatingChunk(e, pl, i0, count, phi.get(), mod.get(), avg.get());
+            else
+                lookupChunk(e, pl, reversed, i0, count, phi.get(), mod.get(), avg.get());
+            for (std::size_t j = i0; j < i0 + count; ++j) mask[j] = mod[j] > threshold;
+        });
     });
 
     // Smoothing rounds: rebuild ideal fringes from the phase, smooth them inside the mask, read the
-    // phase back.
+    // phase back. The sines and arc tangents are taken a chunk at a time with the vector forms of
+    // the library's functions (the same bits as one at a time).
     if (smoothRounds >= 1) {
         float sinK[4], cosK[4];
         const float shift[4] = {1.5707964f, 3.1415927f, 4.712389f, 6.2831855f};
@@ -283,21 +279,31 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         }
         std::unique_ptr<float[]> f[4];
         for (auto& fk : f) fk.reset(new float[n]);
+        float in[kChunk], out[kChunk];
         for (int round = 0; round < smoothRounds; ++round) {
             for (int k = 1; k <= 4; ++k) {
                 float* fk = f[k - 1].get();
                 const float base = static_cast<float>(k) * kHalfPiF;
-                for (std::size_t i = 0; i < n; ++i) fk[i] = num::sinf(base + phi[i]) * 127.5f + 127.5f;
-                SmoothMaskedMap(e, fk, mask.get(), smoothSigma);
+                forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
+                    for (std::size_t j = 0; j < count; ++j) in[j] = base + phi[i0 + j];
+                    num::sinf(in, out, count);
+                    for (std::size_t j = 0; j < count; ++j) fk[i0 + j] = out[j] * 127.5f + 127.5f;
+                });
             }
-            for (std::size_t i = 0; i < n; ++i) {
-                float s = 0.0f, c = 0.0f;
-                for (int k = 0; k < 4; ++k) {
-                    s = s + f[k][i] * sinK[k];
-                    c = c + f[k][i] * cosK[k];
+            float* const maps[4] = {f[0].get(), f[1].get(), f[2].get(), f[3].get()};
+            SmoothMaskedMaps(e, maps, 4, mask.get(), smoothSigma);
+            forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
+                for (std::size_t j = 0; j < count; ++j) {
+                    float sv = 0.0f, cv = 0.0f;
+                    for (int k = 0; k < 4; ++k) {
+                        sv = sv + f[k][i0 + j] * sinK[k];
+                        cv = cv + f[k][i0 + j] * cosK[k];
+                    }
+                    in[j] = sv;
+                    out[j] = cv;
                 }
-                phi[i] = num::atan2f(c, s);
-            }
+                num::atan2f(out, in, phi.get() + i0, count);
+            });
         }
     }
 
@@ -308,11 +314,9 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         });
     });
 
-    for (std::size_t i = 0; i < n; ++i) {
-        modulationMap[i] = mod[i];
-        averageMap[i] = avg[i];
-        validMask[i] = mask[i];
-    }
+    std::memcpy(modulationMap, mod.get(), n * sizeof(float));
+    std::memcpy(averageMap, avg.get(), n * sizeof(float));
+    std::memcpy(validMask, mask.get(), n * sizeof(bool));
 }
 
 }  // namespace
