@@ -19,7 +19,36 @@
 namespace XELORAALGO {
 namespace fringe {
 
+namespace detail {
+#define XELORA_SMOOTH_ISA Base
+#include "SmoothRows.inc"
+#undef XELORA_SMOOTH_ISA
+#if defined(__GNUC__) && defined(__x86_64__)
+void addTapsAvx2(float* sum, const float* src, float wf, int cBegin, int cEnd, int x);
+void addMaskTapsAvx2(float* sum, const unsigned char* m, float wf, long long n);
+void maskRowAvx2(float* out, float* flag, const float* in, const unsigned char* m, long long n);
+void divideRowAvx2(float* out, const float* vs, const float* ws, const unsigned char* m, long long n);
+#endif
+}  // namespace detail
+
 namespace {
+
+// The row loops for the instruction set in use.
+struct RowLoops {
+    void (*addTaps)(float*, const float*, float, int, int, int);
+    void (*addMaskTaps)(float*, const unsigned char*, float, long long);
+    void (*maskRow)(float*, float*, const float*, const unsigned char*, long long);
+    void (*divideRow)(float*, const float*, const float*, const unsigned char*, long long);
+};
+
+RowLoops rowLoops(bool allowWide) {
+#if defined(__GNUC__) && defined(__x86_64__)
+    if (allowWide && num::isaUsable(num::Isa::Avx2))
+        return {detail::addTapsAvx2, detail::addMaskTapsAvx2, detail::maskRowAvx2, detail::divideRowAvx2};
+#endif
+    (void)allowWide;
+    return {detail::addTapsBase, detail::addMaskTapsBase, detail::maskRowBase, detail::divideRowBase};
+}
 
 // Largest radius accepted (the tap loops use int); a larger sigma throws std::bad_alloc.
 constexpr double kMaxRadius = 1.0e9;
@@ -51,7 +80,10 @@ std::vector<double> gaussianWeights(float sigma, int maxReach) {
 
 }  // namespace
 
-void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma) {
+namespace detail {
+
+void smoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma,
+                      bool allowWide) {
     const std::size_t n = engine.pixelCount();
     if (n == 0 || count <= 0) return;
     const int width = engine.roi.width;
@@ -80,36 +112,29 @@ void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, c
                               static_cast<std::size_t>(row % ringRows)) * w;
     };
     std::vector<float> weightSum(w), valueSum(w), rowValue(w), rowValid(w);
+    const RowLoops loops = rowLoops(allowWide);
+    const long long wl = static_cast<long long>(w);
+    const auto bytes = [](const bool* m) { return reinterpret_cast<const unsigned char*>(m); };  // 0 or 1 each
 
     // Horizontal pass: row r of every map into its ring.
     const auto horizontal = [&](int r) {
         const std::size_t row = static_cast<std::size_t>(r) * w;
-        const bool* m = mask + row;
-        for (std::size_t c = 0; c < w; ++c) rowValid[c] = m[c] ? 1.0f : 0.0f;
+        const unsigned char* m = bytes(mask + row);
         const int xReach = radius < width - 1 ? radius : width - 1;  // taps beyond the row add nothing
+        loops.maskRow(rowValue.data(), rowValid.data(), nullptr, m, wl);
         std::fill(weightSum.begin(), weightSum.end(), 0.0f);
         for (int x = -xReach; x <= xReach; ++x) {
             const float wf = static_cast<float>(weights[static_cast<std::size_t>(x + radius)]);
-            const int cBegin = x < 0 ? -x : 0;
-            const int cEnd = x > 0 ? width - x : width;  // exclusive
-            float* ws = weightSum.data();
-            const float* vf = rowValid.data();
-            for (int c = cBegin; c < cEnd; ++c) ws[c] += wf * vf[c + x];
+            loops.addTaps(weightSum.data(), rowValid.data(), wf, x < 0 ? -x : 0, x > 0 ? width - x : width, x);
         }
         for (int k = 0; k < count; ++k) {
-            const float* in = maps[k] + row;
-            for (std::size_t c = 0; c < w; ++c) rowValue[c] = m[c] ? in[c] : 0.0f;
+            loops.maskRow(rowValue.data(), rowValid.data(), maps[k] + row, m, wl);
             std::fill(valueSum.begin(), valueSum.end(), 0.0f);
             for (int x = -xReach; x <= xReach; ++x) {
                 const float wf = static_cast<float>(weights[static_cast<std::size_t>(x + radius)]);
-                const int cBegin = x < 0 ? -x : 0;
-                const int cEnd = x > 0 ? width - x : width;  // exclusive
-                float* vs = valueSum.data();
-                const float* src = rowValue.data();
-                for (int c = cBegin; c < cEnd; ++c) vs[c] += wf * src[c + x];
+                loops.addTaps(valueSum.data(), rowValue.data(), wf, x < 0 ? -x : 0, x > 0 ? width - x : width, x);
             }
-            float* out = ringRow(k, r);
-            for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
+            loops.divideRow(ringRow(k, r), valueSum.data(), weightSum.data(), m, wl);
         }
     };
 
@@ -121,26 +146,25 @@ void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, c
         for (; nextRow <= r + yLast; ++nextRow) horizontal(nextRow);
         std::fill(weightSum.begin(), weightSum.end(), 0.0f);
         for (int y = yFirst; y <= yLast; ++y) {
-            // A bool is one byte holding 0 or 1; reading it as a byte lets the loop vectorise.
-            const unsigned char* mq = reinterpret_cast<const unsigned char*>(mask + static_cast<std::size_t>(r + y) * w);
             const float wf = static_cast<float>(weights[static_cast<std::size_t>(y + radius)]);
-            float* ws = weightSum.data();
-            for (std::size_t c = 0; c < w; ++c) ws[c] += wf * static_cast<float>(mq[c]);
+            loops.addMaskTaps(weightSum.data(), bytes(mask + static_cast<std::size_t>(r + y) * w), wf, wl);
         }
         const std::size_t row = static_cast<std::size_t>(r) * w;
-        const bool* m = mask + row;
         for (int k = 0; k < count; ++k) {
             std::fill(valueSum.begin(), valueSum.end(), 0.0f);
             for (int y = yFirst; y <= yLast; ++y) {
-                const float* hq = ringRow(k, r + y);
                 const float wf = static_cast<float>(weights[static_cast<std::size_t>(y + radius)]);
-                float* vs = valueSum.data();
-                for (std::size_t c = 0; c < w; ++c) vs[c] += wf * hq[c];
+                loops.addTaps(valueSum.data(), ringRow(k, r + y), wf, 0, width, 0);
             }
-            float* out = maps[k] + row;
-            for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
+            loops.divideRow(maps[k] + row, valueSum.data(), weightSum.data(), bytes(mask + row), wl);
         }
     }
+}
+
+}  // namespace detail
+
+void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma) {
+    detail::smoothMaskedMaps(engine, maps, count, mask, sigma, true);
 }
 
 void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, float sigma) {

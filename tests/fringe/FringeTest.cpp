@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "XeloraAlgo.h"
@@ -159,6 +161,44 @@ TEST(SmoothMaskedMap, MatchesDirectReferenceToTheBit) {
         const std::vector<float> expected = referenceSmooth(c, sigma);
         c.smooth(sigma);
         for (std::size_t i = 0; i < c.map.size(); ++i) ASSERT_EQ(c.map[i], expected[i]) << sigma << " " << i;
+    }
+}
+
+TEST(SmoothMaskedMap, SeveralMapsAndBothLoopWidthsGiveTheSingleMapBits) {
+    // Four maps with one mask, smoothed together (wide and baseline row loops) and one by one: the
+    // same bits. Valid values include both zeros, infinities and NaN (which spread to the valid
+    // pixels in reach, identically); widths around the eight-float vector.
+    std::mt19937 rng(77);
+    for (auto [w, h, sigma] : {std::tuple<int, int, float>{13, 11, 2.0f}, {16, 9, 1.0f}, {31, 6, 3.4f}, {7, 20, 9.0f}}) {
+        const std::size_t n = std::size_t(w) * h;
+        std::unique_ptr<bool[]> mask(new bool[n]);
+        std::vector<float> maps[4];
+        for (auto& m : maps) m.resize(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            mask[i] = rng() % 4 != 0;
+            for (auto& m : maps) {
+                const unsigned r = rng() % 40;
+                m[i] = r == 0 ? 0.0f : r == 1 ? -0.0f : r == 2 ? INFINITY : r == 3 ? NAN
+                                      : std::uniform_real_distribution<float>(-300.0f, 300.0f)(rng);
+            }
+        }
+        std::vector<float> single[4], together[2][4];
+        for (int k = 0; k < 4; ++k) {
+            single[k] = maps[k];
+            fr::SmoothMaskedMap(engine(w, h), single[k].data(), mask.get(), sigma);
+        }
+        for (int wide = 0; wide < 2; ++wide) {
+            float* ptrs[4];
+            for (int k = 0; k < 4; ++k) ptrs[k] = (together[wide][k] = maps[k]).data();
+            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma, wide == 1);
+        }
+        for (int k = 0; k < 4; ++k)
+            for (std::size_t i = 0; i < n; ++i)
+                for (int wide = 0; wide < 2; ++wide) {
+                    const float a = together[wide][k][i], b = single[k][i];
+                    ASSERT_TRUE(std::isnan(a) ? std::isnan(b) : std::memcmp(&a, &b, sizeof a) == 0)
+                        << w << " x " << h << " map " << k << " pixel " << i << (wide ? " wide" : " baseline");
+                }
     }
 }
 
