@@ -43,7 +43,7 @@ struct RowLoops {
 
 RowLoops rowLoops(bool allowWide) {
 #if defined(__GNUC__) && defined(__x86_64__)
-    if (allowWide && num::isaUsable(num::Isa::Avx2))
+    if (allowWide && num::avx2Allowed())
         return {detail::addTapsAvx2, detail::addMaskTapsAvx2, detail::maskRowAvx2, detail::divideRowAvx2};
 #endif
     (void)allowWide;

@@ -137,7 +137,7 @@ void calPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
     const float r21f = static_cast<float>(R[7]);
     const double r8f1 = R[8] * f1, r2f1 = R[2] * f1, f2T0 = f2 * T[0];
     const float sf = static_cast<float>(s), offXf = static_cast<float>(offX);
-    const bool lanes = useLanes && num::isaUsable(num::Isa::Avx2);
+    const bool lanes = useLanes && num::avx2Allowed();
 #if defined(__GNUC__) && defined(__x86_64__)
     const detail::DepthTerms terms{static_cast<double>(o), e.cy1, p,   e.cx2, f2T0, T[2], r8f1, r2f1, R[6], R[0],
                                    static_cast<double>(f2), sf, o, offXf, f1, r21f, r01f};

@@ -107,7 +107,7 @@ void maskedCubicRange(const float* src, float* dst, const double* mapX, const do
 
 // Whether the eight-lane loops can serve this grid (their indices are 32-bit lanes).
 bool lanesFor(std::size_t n, bool allowLanes) {
-    return allowLanes && n < (std::size_t(1) << 31) && num::isaUsable(num::Isa::Avx2);
+    return allowLanes && n < (std::size_t(1) << 31) && num::avx2Allowed();
 }
 
 }  // namespace
