@@ -14,6 +14,7 @@
 #include <immintrin.h>
 
 #include "CubicLanes.h"
+#include "MaskLanes.h"
 
 namespace XELORAALGO {
 namespace stereo {
@@ -62,18 +63,10 @@ inline void loadColumns(const float* const p[8], __m256 v[4]) {
     for (int l = 0; l < 4; ++l) v[l] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[l]), hi[l], 1);
 }
 
-// Four mask bytes as four lanes of all-ones (byte non-zero) or zero.
-inline __m128 maskLanes(const bool* p) {
-    int bytes;
-    __builtin_memcpy(&bytes, p, 4);
-    const __m128i wide = _mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes));
-    return _mm_castsi128_ps(_mm_cmpgt_epi32(wide, _mm_setzero_si128()));
-}
-
 inline void loadMaskColumns(const bool* const p[8], __m256 v[4]) {
     __m128 lo[4], hi[4];
-    transpose4(maskLanes(p[0]), maskLanes(p[1]), maskLanes(p[2]), maskLanes(p[3]), lo);
-    transpose4(maskLanes(p[4]), maskLanes(p[5]), maskLanes(p[6]), maskLanes(p[7]), hi);
+    transpose4(maskLanes4(p[0]), maskLanes4(p[1]), maskLanes4(p[2]), maskLanes4(p[3]), lo);
+    transpose4(maskLanes4(p[4]), maskLanes4(p[5]), maskLanes4(p[6]), maskLanes4(p[7]), hi);
     for (int l = 0; l < 4; ++l) v[l] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[l]), hi[l], 1);
 }
 
@@ -123,16 +116,30 @@ inline __m256 validLanes(int bits) {
     return _mm256_castsi256_ps(_mm256_cmpeq_epi32(_mm256_and_si256(_mm256_set1_epi32(bits), lane), lane));
 }
 
-}  // namespace
-
-long long cubicPixelsAvx2(const float* src, float* dst, const double* mapX, const double* mapY, int w, int h,
-                     long long first, long long count) {
+// Runs body(b, i) for every block of eight target pixels i ... i + 7 in [first, first + count) that
+// has a neighbourhood in at least one lane, and stores what it returns in those lanes of dst;
+// returns the number of pixels done.
+template <class Body>
+long long forEachBlock(float* dst, const double* mapX, const double* mapY, int w, int h, long long first,
+                       long long count, const Body& body) {
     long long done = 0;
     for (; done + 8 <= count; done += 8) {
         const long long i = first + done;
         Block b;
         prepareBlock(mapX, mapY, w, h, i, done, b);
         if (!b.valid) continue;
+        const __m256 result = body(b);
+        const __m256 old = _mm256_loadu_ps(dst + i);
+        _mm256_storeu_ps(dst + i, _mm256_blendv_ps(old, result, validLanes(b.valid)));
+    }
+    return done;
+}
+
+}  // namespace
+
+long long cubicPixelsAvx2(const float* src, float* dst, const double* mapX, const double* mapY, int w, int h,
+                          long long first, long long count) {
+    return forEachBlock(dst, mapX, mapY, w, h, first, count, [&](const Block& b) {
         __m256 sum = _mm256_setzero_ps();
         for (int k = 0; k < 4; ++k) {
             const float* rows[8];
@@ -141,22 +148,15 @@ long long cubicPixelsAvx2(const float* src, float* dst, const double* mapX, cons
             loadColumns(rows, v);
             for (int l = 0; l < 4; ++l) sum = _mm256_add_ps(sum, _mm256_mul_ps(_mm256_mul_ps(b.wr[k], b.wc[l]), v[l]));
         }
-        const __m256 old = _mm256_loadu_ps(dst + i);
-        _mm256_storeu_ps(dst + i, _mm256_blendv_ps(old, sum, validLanes(b.valid)));
-    }
-    return done;
+        return sum;
+    });
 }
 
 // Invalid neighbours add +0 to both sums instead of being skipped: the sums start at +0 and a sum
 // of +0 and anything is never -0, so adding +0 leaves them unchanged bit for bit.
 long long maskedCubicPixelsAvx2(const float* src, const bool* mask, float* dst, const double* mapX,
-                           const double* mapY, int w, int h, long long first, long long count) {
-    long long done = 0;
-    for (; done + 8 <= count; done += 8) {
-        const long long i = first + done;
-        Block b;
-        prepareBlock(mapX, mapY, w, h, i, done, b);
-        if (!b.valid) continue;
+                                const double* mapY, int w, int h, long long first, long long count) {
+    return forEachBlock(dst, mapX, mapY, w, h, first, count, [&](const Block& b) {
         __m256 s = _mm256_setzero_ps(), n = _mm256_setzero_ps();
         for (int k = 0; k < 4; ++k) {
             const float* rows[8];
@@ -175,10 +175,8 @@ long long maskedCubicPixelsAvx2(const float* src, const bool* mask, float* dst, 
                 n = _mm256_add_ps(n, wgt);
             }
         }
-        const __m256 old = _mm256_loadu_ps(dst + i);
-        _mm256_storeu_ps(dst + i, _mm256_blendv_ps(old, _mm256_div_ps(s, n), validLanes(b.valid)));
-    }
-    return done;
+        return _mm256_div_ps(s, n);
+    });
 }
 
 }  // namespace detail

@@ -7,23 +7,12 @@
 #pragma GCC target("avx2")
 #include <immintrin.h>
 
+#include "MaskLanes.h"
 #include "TriangulateLanes.h"
 
 namespace XELORAALGO {
 namespace stereo {
 namespace detail {
-
-namespace {
-
-// Four mask bytes as four 32-bit lanes of all-ones (non-zero byte) or zero.
-inline __m128 maskLanes4(const bool* p) {
-    int bytes;
-    __builtin_memcpy(&bytes, p, 4);
-    const __m128i wide = _mm_cvtepu8_epi32(_mm_cvtsi32_si128(bytes));
-    return _mm_castsi128_ps(_mm_cmpgt_epi32(wide, _mm_setzero_si128()));
-}
-
-}  // namespace
 
 int depthRowAvx2(const DepthTerms& t, const double* xL, const double* lineIndex, const float* sub, const bool* mask,
                  float* z, int count) {
