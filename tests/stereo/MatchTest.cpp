@@ -112,7 +112,8 @@ TEST(MatchII, NeighbourAndTwoPixelFallbacksWorkedByHand) {
 
 // A second MatchI / MatchII on the same engine (whose tables then have the right size and are
 // reused) gives what the first call on a new engine gives, the rows past the bands included:
-// nothing of the earlier call's matches survives. Many candidates per bucket (a phase that
+// nothing of the earlier call's matches survives, even when the earlier call had the ROI turned
+// on its side (the same pixel count, other bands). Many candidates per bucket (a phase that
 // repeats along the row) exercise the long candidate lists too.
 TEST(MatchI, RepeatedCallsEqualAFreshEngine) {
     const int w = 37, h = 19;  // 8 bands of 2 rows, 3 rows past them
@@ -138,8 +139,10 @@ TEST(MatchI, RepeatedCallsEqualAFreshEngine) {
         e->phaseBucketWidth = 402.1238596594944 / w;
     }
     frame(1, m1, m2, p1, p2);
+    stereotest::setRoi(reused, h, w);
     XELORAALGO::stereo::MatchI(reused, m1.data(), m2.data(), a.data(), p1.data(), p2.data());
     XELORAALGO::stereo::MatchII(reused, m1.data(), m2.data(), a.data(), p1.data(), p2.data());
+    stereotest::setRoi(reused, w, h);
     frame(2, m1, m2, p1, p2);
     for (auto [e, mm] : {std::pair{&reused, &a}, std::pair{&fresh, &b}}) {
         XELORAALGO::stereo::MatchI(*e, m1.data(), m2.data(), mm->data(), p1.data(), p2.data());
