@@ -109,20 +109,27 @@ void calPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
                 for (std::size_t c = 0; c < W; ++c) t[c] = (li[c] - offY) / step;
         };
         rowIndices(lineIndex, tRow.data());
+        // Per row: first every column's crossing (a branch-free loop that vectorises), then the
+        // writes of the columns that cross.
+        std::vector<int> target(W);
+        std::vector<double> value(W);
+        const double hd = static_cast<double>(h);
         for (int r = 0; r + 1 < h; ++r) {
             const double* next = lineIndex + static_cast<std::size_t>(r + 1) * W;
             rowIndices(next, tNext.data());
-            for (int col = 0; col < w; ++col) {
-                const double t0 = tRow[static_cast<std::size_t>(col)];
-                const double t1 = tNext[static_cast<std::size_t>(col)];
-                // b > a >= 0 and b < h need both truncations inside [0, h).
-                if (!(t0 > -1.0 && t0 < h && t1 > -1.0 && t1 < h)) continue;
-                const int a = static_cast<int>(t0);
-                const int b = static_cast<int>(t1);
-                if (b > a && a >= 0 && b < h)
-                    rowMap[static_cast<std::size_t>(a + 1) * W + static_cast<std::size_t>(col)] =
-                        r + ((a + 1) - t0) / (t1 - t0);
+            for (std::size_t col = 0; col < W; ++col) {
+                const double t0 = tRow[col];
+                const double t1 = tNext[col];
+                // b > a >= 0 and b < h need both truncations inside [0, h); outside, stand-ins of 0
+                // keep the conversions defined and the crossing false.
+                const bool inside = t0 > -1.0 && t0 < hd && t1 > -1.0 && t1 < hd;
+                const int a = static_cast<int>(inside ? t0 : 0.0);
+                const int b = static_cast<int>(inside ? t1 : 0.0);
+                target[col] = inside && b > a && a >= 0 && b < h ? a + 1 : -1;
+                value[col] = r + ((a + 1) - t0) / (t1 - t0);
             }
+            for (std::size_t col = 0; col < W; ++col)
+                if (target[col] >= 0) rowMap[static_cast<std::size_t>(target[col]) * W + col] = value[col];
             tRow.swap(tNext);
         }
     }

@@ -14,7 +14,6 @@
 #include <immintrin.h>
 
 #include "CubicLanes.h"
-#include "MaskLanes.h"
 
 namespace XELORAALGO {
 namespace stereo {
@@ -63,11 +62,17 @@ inline void loadColumns(const float* const p[8], __m256 v[4]) {
     for (int l = 0; l < 4; ++l) v[l] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[l]), hi[l], 1);
 }
 
-inline void loadMaskColumns(const bool* const p[8], __m256 v[4]) {
-    __m128 lo[4], hi[4];
-    transpose4(maskLanes4(p[0]), maskLanes4(p[1]), maskLanes4(p[2]), maskLanes4(p[3]), lo);
-    transpose4(maskLanes4(p[4]), maskLanes4(p[5]), maskLanes4(p[6]), maskLanes4(p[7]), hi);
-    for (int l = 0; l < 4; ++l) v[l] = _mm256_insertf128_ps(_mm256_castps128_ps256(lo[l]), hi[l], 1);
+// m[l] = all-ones where the l-th of the four mask bytes at p[j] is non-zero, for the eight lanes j:
+// the four bytes of each lane in one 32-bit lane, then byte l of every lane shifted down.
+inline void loadMaskColumns(const bool* const p[8], __m256 m[4]) {
+    int bytes[8];
+    for (int j = 0; j < 8; ++j) __builtin_memcpy(&bytes[j], p[j], 4);
+    const __m256i all = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+    const __m256i low = _mm256_set1_epi32(0xff), zero = _mm256_setzero_si256();
+    m[0] = _mm256_castsi256_ps(_mm256_cmpgt_epi32(_mm256_and_si256(all, low), zero));
+    m[1] = _mm256_castsi256_ps(_mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(all, 8), low), zero));
+    m[2] = _mm256_castsi256_ps(_mm256_cmpgt_epi32(_mm256_and_si256(_mm256_srli_epi32(all, 16), low), zero));
+    m[3] = _mm256_castsi256_ps(_mm256_cmpgt_epi32(_mm256_srli_epi32(all, 24), zero));
 }
 
 // One block of eight target pixels from index i: which lanes have a neighbourhood (bit j of the
