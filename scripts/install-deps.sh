@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the library, its tests, benchmarks and tools need, if any is missing.
 # Safe to run again: it does nothing when everything is there. Needs root (or sudo) only to install.
+# OpenCV's imgproc is a reference in the benchmarks only (its remap, bilateral filter and median
+# blur beside the library's), never a dependency of the library.
 # Usage: scripts/install-deps.sh [--windows] [package...]   (--windows: what the Windows cross build
 # and its wine test run need instead: MinGW-w64, wine64, GoogleTest's sources, apt-get source's
 # dpkg-source, and clang + lld-link for the test of a host built with the MSVC ABI; further
@@ -10,6 +12,7 @@ set -euo pipefail
 packages=(
   g++ cmake make pkgconf
   libgtest-dev libgmock-dev libbenchmark-dev
+  libopencv-imgproc-dev
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
   libmpfr-dev

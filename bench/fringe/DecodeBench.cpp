@@ -9,6 +9,7 @@
 #include <memory>
 #include <vector>
 
+#include "../ProcessCpu.h"
 #include "fringe/fringe.h"
 
 using XELORAALGO::AlgoEngine;
@@ -79,6 +80,7 @@ void BM_DecGrayPhase1(benchmark::State& state) {
     AlgoEngine e;
     setRoi(e, w, h);
     Frame f(w, h, 11);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         XELORAALGO::fringe::DecGrayPhase1(e, f.valid.get(), f.mod.data(), f.avg.data(), f.ptrs.data(), smooth, 1, 2.0f,
                                           f.phase.data());
@@ -86,6 +88,7 @@ void BM_DecGrayPhase1(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
     counters(state, f.n);
+    cpu.report(state);
 }
 
 void BM_DecGrayPhase2(benchmark::State& state) {
@@ -95,6 +98,7 @@ void BM_DecGrayPhase2(benchmark::State& state) {
     setRoi(e, w, h);
     Frame f(w, h, 18);
     const std::vector<std::vector<unsigned char>> pristine = f.planes;
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         // The decoder overwrites its Gray planes: restore them outside the timed region.
         state.PauseTiming();
@@ -106,6 +110,7 @@ void BM_DecGrayPhase2(benchmark::State& state) {
         benchmark::ClobberMemory();
     }
     counters(state, f.n);
+    cpu.report(state);
 }
 
 // Args: width, height, plane count. Copies planes + output bytes once per iteration.
@@ -114,12 +119,14 @@ void BM_MemcpyFloor(benchmark::State& state) {
     const std::size_t n = std::size_t(w) * h;
     const std::size_t bytes = std::size_t(state.range(2)) * n + n * (sizeof(bool) + 3 * sizeof(float));
     std::vector<unsigned char> src(bytes, 1), dst(bytes, 0);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         std::memcpy(dst.data(), src.data(), bytes);
         benchmark::DoNotOptimize(dst.data());
         benchmark::ClobberMemory();
     }
     counters(state, n);
+    cpu.report(state);
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(bytes));
 }
 
@@ -164,11 +171,13 @@ void BM_SmoothMaskedMap(benchmark::State& state) {
         map[i] = float(i % 251);
         mask[i] = (i * 2654435761u) % 10 != 0;
     }
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         XELORAALGO::fringe::SmoothMaskedMap(e, map.data(), mask.get(), 2.0f);
         benchmark::ClobberMemory();
     }
     counters(state, n);
+    cpu.report(state);
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "../ProcessCpu.h"
 #include "StereoBenchUtil.h"
 #include "depthfilter/Bilateralfilter.h"
 
@@ -72,6 +73,7 @@ void setRate(benchmark::State& state, std::size_t n) {
 void BM_InterpCubic1(benchmark::State& state) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     std::vector<float> work(p.scene.n);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         state.PauseTiming();
         work = p.rawPhase1;
@@ -80,11 +82,13 @@ void BM_InterpCubic1(benchmark::State& state) {
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 
 void BM_InterpFlag1(benchmark::State& state) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     BoolMap work(p.scene.n);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         state.PauseTiming();
         work.copyFrom(p.rawMask);
@@ -93,23 +97,27 @@ void BM_InterpFlag1(benchmark::State& state) {
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 
 void BM_MatchI_MatchII(benchmark::State& state) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     BoolMap work(p.scene.n);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         stereo::MatchI(*p.scene.engine, p.mask1.data(), p.mask2.data(), work.data(), p.phase1.data(), p.phase2.data());
         stereo::MatchII(*p.scene.engine, p.mask1.data(), p.mask2.data(), work.data(), p.phase1.data(), p.phase2.data());
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 
 // range(2): spatial sigma.
 void BM_Bilateralfilter(benchmark::State& state) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     std::vector<float> work(p.scene.n);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         state.PauseTiming();
         work = p.Z;
@@ -119,6 +127,7 @@ void BM_Bilateralfilter(benchmark::State& state) {
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 
 // range(2): 0 without filters, 1 with the bilateral filter (sigma 2) and masked smoothing (sigma 2).
@@ -128,6 +137,7 @@ void BM_CalPoint(benchmark::State& state) {
     BoolMap mask(p.scene.n);
     std::vector<float> X(p.scene.n), Y(p.scene.n), Z(p.scene.n);
     int count = 0;
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         state.PauseTiming();
         mask.copyFrom(p.matchMask);
@@ -138,6 +148,7 @@ void BM_CalPoint(benchmark::State& state) {
     }
     state.counters["points"] = count;
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 
 #define SIZES ->Args({1280, 1024})->Args({2448, 2048})
@@ -163,12 +174,14 @@ void BM_CvRemapCubic(benchmark::State& state) {
     }
     const cv::Mat src(h, w, CV_32FC1, p.rawPhase1.data());
     cv::Mat dst(h, w, CV_32FC1);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         cv::remap(src, dst, mapX, mapY, cv::INTER_CUBIC, cv::BORDER_CONSTANT, cv::Scalar(0));
         benchmark::DoNotOptimize(dst.data);
     }
     state.counters["threads"] = cv::getNumThreads();
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 BENCHMARK(BM_CvRemapCubic) SIZES->Unit(benchmark::kMillisecond)->UseRealTime();
 
@@ -179,12 +192,14 @@ void BM_CvBilateralFilter(benchmark::State& state) {
     const int k = 2 * static_cast<int>(std::floor(1.5 * sigma)) + 1;
     const cv::Mat src(p.scene.h, p.scene.w, CV_32FC1, p.Z.data());
     cv::Mat dst(p.scene.h, p.scene.w, CV_32FC1);
+    const benchcpu::ProcessCpu cpu;
     for (auto _ : state) {
         cv::bilateralFilter(src, dst, k, 2.0, sigma);
         benchmark::DoNotOptimize(dst.data);
     }
     state.counters["threads"] = cv::getNumThreads();
     setRate(state, p.scene.n);
+    cpu.report(state);
 }
 BENCHMARK(BM_CvBilateralFilter)
     ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Args({2448, 2048, 2})->Args({2448, 2048, 4})

@@ -16,8 +16,13 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <memory>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "fringe.h"
 #include "frame/BandedWorkers.h"
@@ -46,64 +51,163 @@ struct Planes {
     const unsigned char* p[11];
 };
 
-// Wrapped phase (raw atan2, -pi .. pi) and modulation of pixel i from the lookup tables.
-inline void lookupFringe(const AlgoEngine& e, const Planes& pl, bool reversed, std::size_t i, float& phi,
-                         float& m) {
-    const int i7 = pl.p[7][i], i8 = pl.p[8][i], i9 = pl.p[9][i], i10 = pl.p[10][i];
-    const int a = i10 - i8;
-    const int b = reversed ? i9 - i7 : i7 - i9;
-    const int idx = lutIndex(a, b);
-    phi = e.phaseAtanLut[static_cast<std::size_t>(idx)];
-    m = e.modulationLut[static_cast<std::size_t>(idx)];
+// Pixels per chunk of the decoding loops: the chunk's intermediate values stay in small arrays
+// on the stack, and every loop over a chunk but the table lookups runs without branches, so the
+// compiler turns it into vector code (each lane does the pixel's own operations).
+constexpr std::size_t kChunk = 256;
+
+// The largest floats whose double values are <= pi/2 and < 3 pi/2: a float phase phi compares
+// with the double constants as (double)phi <= kHalfPi <=> phi <= kHalfPiBelow and (double)phi <
+// kThreeHalfPi <=> phi <= kThreeHalfPiBelow.
+inline float floatAtMost(double limit) {
+    float f = static_cast<float>(limit);
+    if (static_cast<double>(f) > limit) f = std::nextafter(f, 0.0f);
+    return f;
+}
+inline float floatBelow(double limit) {
+    float f = static_cast<float>(limit);
+    if (!(static_cast<double>(f) < limit)) f = std::nextafter(f, 0.0f);
+    return f;
 }
 
-// Average of the four fringes, summed in float in the order I8, I7, I9, I10.
-inline float fringeAverage(const Planes& pl, std::size_t i) {
-    return ((static_cast<float>(pl.p[8][i]) + static_cast<float>(pl.p[7][i])) + static_cast<float>(pl.p[9][i]) +
-            static_cast<float>(pl.p[10][i])) *
-           0.25f;
+// Steps 4-7 for pixels i0 ... i0 + count - 1 (count <= kChunk): wrap phi into [0, 2pi), read the
+// Gray code against threshold t and unwrap into out.
+void unwrapChunk(const Planes& pl, bool reversed, std::size_t i0, std::size_t count, const float* phiIn,
+                 const float* t, float* out) {
+    static const float halfPiBelow = floatAtMost(kHalfPi);
+    static const float threeHalfPiBelow = floatBelow(kThreeHalfPi);
+    const unsigned char* p[7];
+    for (int k = 0; k < 7; ++k) p[k] = pl.p[k] + i0;
+    const float lo = halfPiBelow, hi = threeHalfPiBelow;
+    std::size_t j = 0;
+#if defined(__SSE2__)
+    // Four pixels at a time; the lanes do the scalar loop's operations below. Gray bits are 0 or 1
+    // per 32-bit lane, the period number an int32 lane.
+    const __m128 twoPi = _mm_set1_ps(kTwoPiF), zero = _mm_setzero_ps();
+    const __m128 loV = _mm_set1_ps(lo), hiV = _mm_set1_ps(hi);
+    const __m128i one = _mm_set1_epi32(1);
+    const auto planeLanes = [&](int k, std::size_t at) {
+        int bytes;
+        std::memcpy(&bytes, p[k] + at, 4);
+        const __m128i z = _mm_setzero_si128();
+        return _mm_cvtepi32_ps(_mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_cvtsi32_si128(bytes), z), z));
+    };
+    for (; j + 4 <= count; j += 4) {
+        __m128 phi = _mm_loadu_ps(phiIn + j);
+        const __m128 neg = _mm_cmplt_ps(phi, zero);
+        phi = _mm_or_ps(_mm_and_ps(neg, _mm_add_ps(phi, twoPi)), _mm_andnot_ps(neg, phi));
+        const __m128 tj = _mm_loadu_ps(t + j);
+        const __m128 first = reversed ? _mm_cmple_ps(planeLanes(0, j), tj) : _mm_cmpgt_ps(planeLanes(0, j), tj);
+        __m128i bit = _mm_and_si128(_mm_castps_si128(first), one);
+        __m128i w1 = bit;
+        for (int k = 1; k < 6; ++k) {
+            bit = _mm_xor_si128(bit, _mm_and_si128(_mm_castps_si128(_mm_cmpgt_ps(planeLanes(k, j), tj)), one));
+            w1 = _mm_add_epi32(_mm_add_epi32(w1, w1), bit);
+        }
+        const __m128i g6 = _mm_and_si128(_mm_castps_si128(_mm_cmpgt_ps(planeLanes(6, j), tj)), one);
+        const __m128i w2 = _mm_add_epi32(w1, _mm_xor_si128(_mm_and_si128(w1, one), g6));  // even: +g6, odd: +1-g6
+        const __m128i atLo = _mm_castps_si128(_mm_cmple_ps(phi, loV));
+        const __m128i atHi = _mm_castps_si128(_mm_cmple_ps(phi, hiV));
+        const __m128i upper = _mm_or_si128(_mm_and_si128(atHi, w1), _mm_andnot_si128(atHi, _mm_sub_epi32(w2, one)));
+        const __m128i period = _mm_or_si128(_mm_and_si128(atLo, w2), _mm_andnot_si128(atLo, upper));
+        _mm_storeu_ps(out + j, _mm_add_ps(_mm_mul_ps(_mm_cvtepi32_ps(period), twoPi), phi));
+    }
+#endif
+    for (; j < count; ++j) {
+        const float phi = phiIn[j] < 0.0f ? phiIn[j] + kTwoPiF : phiIn[j];
+        const float tj = t[j];
+        int g[7];
+        for (int k = 0; k < 7; ++k) g[k] = static_cast<float>(p[k][j]) > tj ? 1 : 0;
+        if (reversed) g[0] = static_cast<float>(p[0][j]) <= tj ? 1 : 0;  // plane 0 not brighter than t
+        int bit = g[0];
+        int w1 = bit;
+        for (int k = 1; k < 6; ++k) {
+            bit ^= g[k];
+            w1 = 2 * w1 + bit;
+        }
+        const int w2 = (w1 & 1) == 0 ? w1 + g[6] : w1 + 1 - g[6];
+        const int period = phi <= lo ? w2 : (phi <= hi ? w1 : w2 - 1);
+        out[j] = static_cast<float>(period) * kTwoPiF + phi;
+    }
+}
+
+// One-pass decoding of pixels i0 ... i0 + count - 1 (count <= kChunk). The average is exact in
+// float (a sum of four bytes), so it is formed from the integer sum.
+void decodeChunk(const AlgoEngine& e, const Planes& pl, const Variant& var, std::size_t i0, std::size_t count,
+                 bool* validMask, float* modulationMap, float* averageMap, float* absolutePhase) {
+    int idx[kChunk];
+    float phi[kChunk];
+    const unsigned char *p7 = pl.p[7] + i0, *p8 = pl.p[8] + i0, *p9 = pl.p[9] + i0, *p10 = pl.p[10] + i0;
+    float* avg = averageMap + i0;
+    const int sign = var.reversed ? -1 : 1;
+    for (std::size_t j = 0; j < count; ++j) {
+        const int i7 = p7[j], i8 = p8[j], i9 = p9[j], i10 = p10[j];
+        const int a = i10 - i8;
+        const int b = sign * (i7 - i9);
+        idx[j] = lutIndex(a, b);
+        avg[j] = static_cast<float>(((i8 + i7) + i9) + i10) * 0.25f;
+    }
+    const float* atanLut = e.phaseAtanLut.data();
+    const float* modLut = e.modulationLut.data();
+    float* mod = modulationMap + i0;
+    for (std::size_t j = 0; j < count; ++j) {
+        phi[j] = atanLut[idx[j]];
+        mod[j] = modLut[idx[j]];
+    }
+    bool* valid = validMask + i0;
+    const float threshold = var.threshold;
+    for (std::size_t j = 0; j < count; ++j) valid[j] = mod[j] > threshold;
+    unwrapChunk(pl, var.reversed, i0, count, phi, avg, absolutePhase + i0);
+}
+
+// First pass of two-pass decoding with the table lookup of one-pass decoding: wrapped phase,
+// modulation and average of pixels i0 ... i0 + count - 1 into phi, mod and avg (indexed by pixel).
+void lookupChunk(const AlgoEngine& e, const Planes& pl, bool reversed, std::size_t i0, std::size_t count, float* phi,
+                 float* mod, float* avg) {
+    int idx[kChunk];
+    const unsigned char *p7 = pl.p[7] + i0, *p8 = pl.p[8] + i0, *p9 = pl.p[9] + i0, *p10 = pl.p[10] + i0;
+    const int sign = reversed ? -1 : 1;
+    for (std::size_t j = 0; j < count; ++j) {
+        const int i7 = p7[j], i8 = p8[j], i9 = p9[j], i10 = p10[j];
+        idx[j] = lutIndex(i10 - i8, sign * (i7 - i9));
+        avg[i0 + j] = static_cast<float>(((i8 + i7) + i9) + i10) * 0.25f;
+    }
+    for (std::size_t j = 0; j < count; ++j) {
+        phi[i0 + j] = e.phaseAtanLut[static_cast<std::size_t>(idx[j])];
+        mod[i0 + j] = e.modulationLut[static_cast<std::size_t>(idx[j])];
+    }
 }
 
 // Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing): S, C and A are
 // integers, each term added in double and truncated toward zero, which is what the conversion of
 // a double to int does. All three stay within -255 .. 255 (S and C) and 0 .. 255 (A), so the
-// conversions are in range.
-inline void truncatingFringe(const AlgoEngine& e, const Planes& pl, std::size_t i, float& phi, float& m,
-                             float& t) {
-    std::int32_t s = 0, c = 0, avg = 0;
-    for (int j = 0; j < 4; ++j) {
-        const double v = static_cast<double>(pl.p[7 + j][i]);
-        s = static_cast<std::int32_t>(static_cast<double>(s) + v * e.phaseSin[j]);
-        c = static_cast<std::int32_t>(static_cast<double>(c) + v * e.phaseCos[j]);
-        avg = static_cast<std::int32_t>(static_cast<double>(avg) + v * 0.25);
+// conversions are in range. Pixels i0 ... i0 + count - 1, into phi, mod and avg (indexed by pixel).
+void truncatingChunk(const AlgoEngine& e, const Planes& pl, std::size_t i0, std::size_t count, float* phi,
+                     float* mod, float* avg) {
+    std::int32_t s[kChunk], c[kChunk], a[kChunk];
+    for (std::size_t j = 0; j < count; ++j) s[j] = c[j] = a[j] = 0;
+    for (int k = 0; k < 4; ++k) {
+        const unsigned char* plane = pl.p[7 + k] + i0;
+        const double sinK = e.phaseSin[k], cosK = e.phaseCos[k];
+        for (std::size_t j = 0; j < count; ++j) {
+            const double v = static_cast<double>(plane[j]);
+            s[j] = static_cast<std::int32_t>(static_cast<double>(s[j]) + v * sinK);
+            c[j] = static_cast<std::int32_t>(static_cast<double>(c[j]) + v * cosK);
+            a[j] = static_cast<std::int32_t>(static_cast<double>(a[j]) + v * 0.25);
+        }
     }
-    const std::size_t idx = static_cast<std::size_t>(lutIndex(c, s));
-    phi = e.phaseAtanLut[idx];
-    m = e.modulationLut[idx];
-    t = static_cast<float>(avg);
+    for (std::size_t j = 0; j < count; ++j) {
+        const std::size_t idx = static_cast<std::size_t>(lutIndex(c[j], s[j]));
+        phi[i0 + j] = e.phaseAtanLut[idx];
+        mod[i0 + j] = e.modulationLut[idx];
+        avg[i0 + j] = static_cast<float>(a[j]);
+    }
 }
 
-// Steps 4-7: wrap phi into [0, 2pi), read the Gray code against threshold t and unwrap.
-inline float unwrapPhase(const Planes& pl, bool reversed, std::size_t i, float phi, float t) {
-    if (phi < 0.0f) phi = phi + kTwoPiF;
-    bool g[7];
-    for (int k = 0; k < 7; ++k) g[k] = static_cast<float>(pl.p[k][i]) > t;
-    if (reversed) g[0] = static_cast<float>(pl.p[0][i]) <= t;
-    bool bit = g[0];
-    int w1 = bit ? 1 : 0;
-    for (int k = 1; k < 6; ++k) {
-        bit = bit != g[k];
-        w1 = 2 * w1 + (bit ? 1 : 0);
-    }
-    return static_cast<float>(unwrapPeriod(w1, g[6] ? 1 : 0, phi)) * kTwoPiF + phi;
-}
-
-// Runs fn(i) for every pixel on the decoders' banded workers (leftover pixels on the calling thread).
+// Runs fn(first, count) over the pixel range [begin, end) in chunks of at most kChunk.
 template <class Fn>
-void forEachPixel(std::size_t n, const Fn& fn) {
-    runBands(bands::kDecode, n, [&fn](int, std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) fn(i);
-    });
+inline void forEachChunk(std::size_t begin, std::size_t end, const Fn& fn) {
+    for (std::size_t i = begin; i < end; i += kChunk) fn(i, end - i < kChunk ? end - i : kChunk);
 }
 
 // Vertical consistency check: a pixel whose phase differs by more than 5 % (relative to its own
@@ -141,14 +245,10 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
     const float threshold = var.threshold;
 
     if (!smoothPhase) {
-        forEachPixel(n, [&](std::size_t i) {
-            float phi, m;
-            lookupFringe(e, pl, reversed, i, phi, m);
-            modulationMap[i] = m;
-            const float t = fringeAverage(pl, i);
-            averageMap[i] = t;
-            validMask[i] = m > threshold;
-            absolutePhase[i] = unwrapPhase(pl, reversed, i, phi, t);
+        runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
+            forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
+                decodeChunk(e, pl, var, i0, count, validMask, modulationMap, averageMap, absolutePhase);
+            });
         });
         if (var.verticalCheck) verticalCheck(e, validMask, absolutePhase);
         return;
@@ -157,22 +257,19 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
     // Two-pass decoding: the first pass writes every element of the scratch maps.
     std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
     std::unique_ptr<bool[]> mask(new bool[n]());
-    forEachPixel(n, [&](std::size_t i) {
-        float p, m, t;
-        if (var.truncatingFirst) {
-            truncatingFringe(e, pl, i, p, m, t);
-        } else {
-            lookupFringe(e, pl, reversed, i, p, m);
-            t = fringeAverage(pl, i);
-        }
-        phi[i] = p;
-        mod[i] = m;
-        avg[i] = t;
-        if (m > threshold) mask[i] = true;
+    runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
+        forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
+            if (var.truncatingFirst)
+                truncatingChunk(e, pl, i0, count, phi.get(), mod.get(), avg.get());
+            else
+                lookupChunk(e, pl, reversed, i0, count, phi.get(), mod.get(), avg.get());
+            for (std::size_t j = i0; j < i0 + count; ++j) mask[j] = mod[j] > threshold;
+        });
     });
 
     // Smoothing rounds: rebuild ideal fringes from the phase, smooth them inside the mask, read the
-    // phase back.
+    // phase back. The sines and arc tangents are taken a chunk at a time with the vector forms of
+    // the library's functions (the same bits as one at a time).
     if (smoothRounds >= 1) {
         float sinK[4], cosK[4];
         const float shift[4] = {1.5707964f, 3.1415927f, 4.712389f, 6.2831855f};
@@ -182,32 +279,44 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         }
         std::unique_ptr<float[]> f[4];
         for (auto& fk : f) fk.reset(new float[n]);
+        float in[kChunk], out[kChunk];
         for (int round = 0; round < smoothRounds; ++round) {
             for (int k = 1; k <= 4; ++k) {
                 float* fk = f[k - 1].get();
                 const float base = static_cast<float>(k) * kHalfPiF;
-                for (std::size_t i = 0; i < n; ++i) fk[i] = num::sinf(base + phi[i]) * 127.5f + 127.5f;
-                SmoothMaskedMap(e, fk, mask.get(), smoothSigma);
+                forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
+                    for (std::size_t j = 0; j < count; ++j) in[j] = base + phi[i0 + j];
+                    num::sinf(in, out, count);
+                    for (std::size_t j = 0; j < count; ++j) fk[i0 + j] = out[j] * 127.5f + 127.5f;
+                });
             }
-            for (std::size_t i = 0; i < n; ++i) {
-                float s = 0.0f, c = 0.0f;
-                for (int k = 0; k < 4; ++k) {
-                    s = s + f[k][i] * sinK[k];
-                    c = c + f[k][i] * cosK[k];
+            float* const maps[4] = {f[0].get(), f[1].get(), f[2].get(), f[3].get()};
+            SmoothMaskedMaps(e, maps, 4, mask.get(), smoothSigma);
+            forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
+                for (std::size_t j = 0; j < count; ++j) {
+                    float sv = 0.0f, cv = 0.0f;
+                    for (int k = 0; k < 4; ++k) {
+                        sv = sv + f[k][i0 + j] * sinK[k];
+                        cv = cv + f[k][i0 + j] * cosK[k];
+                    }
+                    in[j] = sv;
+                    out[j] = cv;
                 }
-                phi[i] = num::atan2f(c, s);
-            }
+                num::atan2f(out, in, phi.get() + i0, count);
+            });
         }
     }
 
     // Second pass: unwrap with the (smoothed) phase and the first-pass average.
-    forEachPixel(n, [&](std::size_t i) { absolutePhase[i] = unwrapPhase(pl, reversed, i, phi[i], avg[i]); });
+    runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
+        forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
+            unwrapChunk(pl, reversed, i0, count, phi.get() + i0, avg.get() + i0, absolutePhase + i0);
+        });
+    });
 
-    for (std::size_t i = 0; i < n; ++i) {
-        modulationMap[i] = mod[i];
-        averageMap[i] = avg[i];
-        validMask[i] = mask[i];
-    }
+    std::memcpy(modulationMap, mod.get(), n * sizeof(float));
+    std::memcpy(averageMap, avg.get(), n * sizeof(float));
+    std::memcpy(validMask, mask.get(), n * sizeof(bool));
 }
 
 }  // namespace

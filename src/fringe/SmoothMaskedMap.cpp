@@ -3,8 +3,9 @@
 // Inputs:  engine.roi (width x height), map (float, w x h, caller-owned, smoothed in place),
 //          mask (bool, w x h, caller-owned, read only), sigma (pixels).
 // Outputs: map: valid pixels hold the smoothed value, invalid pixels 0.
-// Working storage (weights, the horizontal result and a few row buffers) is allocated here and
-// released on return.
+// Working storage (weights, the horizontal results of the 2R + 1 rows in reach and a few row
+// buffers) is allocated here and released on return. SmoothMaskedMaps smooths several maps with
+// one mask, each exactly as SmoothMaskedMap would.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -18,7 +19,36 @@
 namespace XELORAALGO {
 namespace fringe {
 
+namespace detail {
+#define XELORA_SMOOTH_ISA Base
+#include "SmoothRows.inc"
+#undef XELORA_SMOOTH_ISA
+#if defined(__GNUC__) && defined(__x86_64__)
+void addTapsAvx2(float* sum, const float* src, float wf, int cBegin, int cEnd, int x);
+void addMaskTapsAvx2(float* sum, const unsigned char* m, float wf, long long n);
+void maskRowAvx2(float* out, float* flag, const float* in, const unsigned char* m, long long n);
+void divideRowAvx2(float* out, const float* vs, const float* ws, const unsigned char* m, long long n);
+#endif
+}  // namespace detail
+
 namespace {
+
+// The row loops for the instruction set in use.
+struct RowLoops {
+    void (*addTaps)(float*, const float*, float, int, int, int);
+    void (*addMaskTaps)(float*, const unsigned char*, float, long long);
+    void (*maskRow)(float*, float*, const float*, const unsigned char*, long long);
+    void (*divideRow)(float*, const float*, const float*, const unsigned char*, long long);
+};
+
+RowLoops rowLoops(bool allowWide) {
+#if defined(__GNUC__) && defined(__x86_64__)
+    if (allowWide && num::avx2Allowed())
+        return {detail::addTapsAvx2, detail::addMaskTapsAvx2, detail::maskRowAvx2, detail::divideRowAvx2};
+#endif
+    (void)allowWide;
+    return {detail::addTapsBase, detail::addMaskTapsBase, detail::maskRowBase, detail::divideRowBase};
+}
 
 // Largest radius accepted (the tap loops use int); a larger sigma throws std::bad_alloc.
 constexpr double kMaxRadius = 1.0e9;
@@ -50,9 +80,12 @@ std::vector<double> gaussianWeights(float sigma, int maxReach) {
 
 }  // namespace
 
-void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, float sigma) {
+namespace detail {
+
+void smoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma,
+                      bool allowWide) {
     const std::size_t n = engine.pixelCount();
-    if (n == 0) return;
+    if (n == 0 || count <= 0) return;
     const int width = engine.roi.width;
     const int height = engine.roi.height;
 
@@ -65,63 +98,78 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
     // Each tap's weight is rounded to float once; the weight x value product and both sums are
     // float operations. A tap on an invalid pixel adds weight x 0.0f to both sums (its value is read
     // as 0), which leaves them unchanged bit for bit. Sums of invalid centre pixels are discarded (0 is
-    // written there).
+    // written there). The weight sums depend on the mask only and serve every map.
+    //
+    // Rows are done in one sweep: the horizontal results are kept for the 2R + 1 rows the vertical
+    // pass of the current row reads (a ring of rows per map), computed just before they are first
+    // needed. A map row is read by the horizontal pass before the vertical pass overwrites it, so
+    // the maps need no copy.
     const std::size_t w = static_cast<std::size_t>(width);
-    std::unique_ptr<float[]> h(new float[n]);  // horizontal result (every element written), 0 on invalid pixels
+    const int ringRows = 2 * radius + 1 < height ? 2 * radius + 1 : height;
+    std::vector<float> ring(static_cast<std::size_t>(count) * static_cast<std::size_t>(ringRows) * w);
+    const auto ringRow = [&](int map, int row) {
+        return ring.data() + (static_cast<std::size_t>(map) * static_cast<std::size_t>(ringRows) +
+                              static_cast<std::size_t>(row % ringRows)) * w;
+    };
     std::vector<float> weightSum(w), valueSum(w), rowValue(w), rowValid(w);
+    const RowLoops loops = rowLoops(allowWide);
+    const long long wl = static_cast<long long>(w);
+    const auto bytes = [](const bool* m) { return reinterpret_cast<const unsigned char*>(m); };  // 0 or 1 each
 
-    // Horizontal pass: row r of map into row r of h.
-    for (int r = 0; r < height; ++r) {
+    // Horizontal pass: row r of every map into its ring.
+    const auto horizontal = [&](int r) {
         const std::size_t row = static_cast<std::size_t>(r) * w;
-        const bool* m = mask + row;
-        for (std::size_t c = 0; c < w; ++c) {
-            rowValue[c] = m[c] ? map[row + c] : 0.0f;
-            rowValid[c] = m[c] ? 1.0f : 0.0f;
-        }
-        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
-        std::fill(valueSum.begin(), valueSum.end(), 0.0f);
+        const unsigned char* m = bytes(mask + row);
         const int xReach = radius < width - 1 ? radius : width - 1;  // taps beyond the row add nothing
+        loops.maskRow(rowValue.data(), rowValid.data(), nullptr, m, wl);
+        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
         for (int x = -xReach; x <= xReach; ++x) {
             const float wf = static_cast<float>(weights[static_cast<std::size_t>(x + radius)]);
-            const int cBegin = x < 0 ? -x : 0;
-            const int cEnd = x > 0 ? width - x : width;  // exclusive
-            float* ws = weightSum.data();
-            float* vs = valueSum.data();
-            const float* src = rowValue.data();
-            const float* vf = rowValid.data();
-            for (int c = cBegin; c < cEnd; ++c) {
-                ws[c] += wf * vf[c + x];
-                vs[c] += wf * src[c + x];
-            }
+            loops.addTaps(weightSum.data(), rowValid.data(), wf, x < 0 ? -x : 0, x > 0 ? width - x : width, x);
         }
-        float* out = h.get() + row;
-        for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
-    }
+        for (int k = 0; k < count; ++k) {
+            loops.maskRow(rowValue.data(), rowValid.data(), maps[k] + row, m, wl);
+            std::fill(valueSum.begin(), valueSum.end(), 0.0f);
+            for (int x = -xReach; x <= xReach; ++x) {
+                const float wf = static_cast<float>(weights[static_cast<std::size_t>(x + radius)]);
+                loops.addTaps(valueSum.data(), rowValue.data(), wf, x < 0 ? -x : 0, x > 0 ? width - x : width, x);
+            }
+            loops.divideRow(ringRow(k, r), valueSum.data(), weightSum.data(), m, wl);
+        }
+    };
 
-    // Vertical pass: rows r - R ... r + R of h into row r of map.
+    // Vertical pass: rows r - R ... r + R of the rings into row r of every map.
+    int nextRow = 0;  // first row without horizontal results
     for (int r = 0; r < height; ++r) {
-        const std::size_t row = static_cast<std::size_t>(r) * w;
-        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
-        std::fill(valueSum.begin(), valueSum.end(), 0.0f);
         const int yFirst = -(r < radius ? r : radius);
         const int yLast = (height - 1 - r < radius) ? height - 1 - r : radius;
+        for (; nextRow <= r + yLast; ++nextRow) horizontal(nextRow);
+        std::fill(weightSum.begin(), weightSum.end(), 0.0f);
         for (int y = yFirst; y <= yLast; ++y) {
-            const std::size_t qrow = static_cast<std::size_t>(r + y) * w;
-            // A bool is one byte holding 0 or 1; reading it as a byte lets the loop vectorise.
-            const unsigned char* mq = reinterpret_cast<const unsigned char*>(mask + qrow);
-            const float* hq = h.get() + qrow;
             const float wf = static_cast<float>(weights[static_cast<std::size_t>(y + radius)]);
-            float* ws = weightSum.data();
-            float* vs = valueSum.data();
-            for (std::size_t c = 0; c < w; ++c) {
-                ws[c] += wf * static_cast<float>(mq[c]);
-                vs[c] += wf * hq[c];
-            }
+            loops.addMaskTaps(weightSum.data(), bytes(mask + static_cast<std::size_t>(r + y) * w), wf, wl);
         }
-        const bool* m = mask + row;
-        float* out = map + row;
-        for (std::size_t c = 0; c < w; ++c) out[c] = m[c] ? valueSum[c] / weightSum[c] : 0.0f;
+        const std::size_t row = static_cast<std::size_t>(r) * w;
+        for (int k = 0; k < count; ++k) {
+            std::fill(valueSum.begin(), valueSum.end(), 0.0f);
+            for (int y = yFirst; y <= yLast; ++y) {
+                const float wf = static_cast<float>(weights[static_cast<std::size_t>(y + radius)]);
+                loops.addTaps(valueSum.data(), ringRow(k, r + y), wf, 0, width, 0);
+            }
+            loops.divideRow(maps[k] + row, valueSum.data(), weightSum.data(), bytes(mask + row), wl);
+        }
     }
+}
+
+}  // namespace detail
+
+void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma) {
+    detail::smoothMaskedMaps(engine, maps, count, mask, sigma, true);
+}
+
+void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, float sigma) {
+    float* const maps[1] = {map};
+    SmoothMaskedMaps(engine, maps, 1, mask, sigma);
 }
 
 }  // namespace fringe

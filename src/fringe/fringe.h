@@ -35,6 +35,14 @@ inline int unwrapPeriod(int w1, int extraBit, float phi) {
 // sigma <= 0 or NaN (no Gaussian exists) is treated as "no smoothing": radius 0, valid pixels keep
 // their values and invalid ones become 0. A radius too large to allocate throws std::bad_alloc.
 void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, float sigma);
+// SmoothMaskedMap of maps[0 .. count - 1], all with the same mask and sigma, in one sweep.
+void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma);
+namespace detail {
+// SmoothMaskedMaps with its row loops in AVX2 where allowWide and the processor has it, else in the
+// baseline instruction set (the same bits either way; the tests compare them).
+void smoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma,
+                      bool allowWide);
+}  // namespace detail
 
 // Decoders of the 11-plane pattern set (Gray bits in planes 0..6, fringes in planes 7..10) into a
 // validity mask, modulation, average intensity and absolute phase (radians). smoothPhase false:

@@ -41,6 +41,12 @@ double pow(double x, double y);
 enum class Isa { Sse2, Avx, Avx2, Avx512 };
 bool isaUsable(Isa isa);  // the processor has it and the system saves its registers
 Isa widestIsa();          // the widest usable of Sse2, Avx2 and Avx512
+// Whether run-time chosen AVX2 code may run: the processor has it and the platform keeps the
+// stack aligned for 32-byte vectors (not so with GCC on 64-bit Windows, where widestIsa is Sse2).
+inline bool avx2Allowed() {
+    const Isa widest = widestIsa();
+    return widest == Isa::Avx2 || widest == Isa::Avx512;
+}
 
 // Array forms: out[i] = f(x[i]) (atan2f(y[i], x[i])) for i < n, the very bits of the scalar
 // function, computed with the given instruction set (or the widest usable one below it).

@@ -11,11 +11,14 @@
 // grid are 0. The weights are separable: four kernel values per axis at the float coordinates,
 // W(yf - (r - 1 + k)) and W(xf - (c - 1 + l)), the product of a row and a column weight per
 // neighbour, all in float, summed row-major.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <vector>
 
+#include "CubicLanes.h"
 #include "frame/BandedWorkers.h"
+#include "numerics/numerics.h"
 #include "stereo.h"
 
 namespace XELORAALGO {
@@ -61,62 +64,97 @@ inline bool neighbourhood(double x, double y, int w, int h, Neighbourhood& nb) {
     return true;
 }
 
-// Plain cubic resampling of target rows [rowBegin, rowEnd).
-void cubicRows(const float* src, float* dst, const double* mapX, const double* mapY, int w, int h,
-               std::size_t rowBegin, std::size_t rowEnd) {
+// Plain cubic resampling of the target pixels [begin, end).
+void cubicRange(const float* src, float* dst, const double* mapX, const double* mapY, int w, int h,
+                std::size_t begin, std::size_t end) {
     const std::size_t W = static_cast<std::size_t>(w);
-    for (std::size_t row = rowBegin; row < rowEnd; ++row) {
-        for (std::size_t i = row * W, e = i + W; i < e; ++i) {
-            Neighbourhood nb;
-            if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
-            const float* base = src + static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
-            float sum = 0.0f;
-            for (int k = 0; k < 4; ++k) {
-                const float* line = base + static_cast<std::size_t>(k) * W;
-                for (int l = 0; l < 4; ++l) sum += (nb.wr[k] * nb.wc[l]) * line[l];
-            }
-            dst[i] = sum;
+    for (std::size_t i = begin; i < end; ++i) {
+        Neighbourhood nb;
+        if (!neighbourhood(mapX ? mapX[i] : static_cast<double>(i % W), mapY[i], w, h, nb)) continue;
+        const float* base = src + static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
+        float sum = 0.0f;
+        for (int k = 0; k < 4; ++k) {
+            const float* line = base + static_cast<std::size_t>(k) * W;
+            for (int l = 0; l < 4; ++l) sum += (nb.wr[k] * nb.wc[l]) * line[l];
         }
+        dst[i] = sum;
     }
 }
 
-// Masked cubic resampling of target rows [rowBegin, rowEnd): weighted mean over valid neighbours.
-void maskedCubicRows(const float* src, float* dst, const double* mapX, const double* mapY,
-                     const bool* mask, int w, int h, std::size_t rowBegin, std::size_t rowEnd) {
+// Masked cubic resampling of the target pixels [begin, end): weighted mean over valid neighbours.
+void maskedCubicRange(const float* src, float* dst, const double* mapX, const double* mapY,
+                      const bool* mask, int w, int h, std::size_t begin, std::size_t end) {
     const std::size_t W = static_cast<std::size_t>(w);
-    for (std::size_t row = rowBegin; row < rowEnd; ++row) {
-        for (std::size_t i = row * W, e = i + W; i < e; ++i) {
-            Neighbourhood nb;
-            if (!neighbourhood(mapX[i], mapY[i], w, h, nb)) continue;
-            const std::size_t first = static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
-            float s = 0.0f;
-            float n = 0.0f;
-            for (int k = 0; k < 4; ++k) {
-                const std::size_t j0 = first + static_cast<std::size_t>(k) * W;
-                for (int l = 0; l < 4; ++l) {
-                    const std::size_t j = j0 + static_cast<std::size_t>(l);
-                    if (!mask[j]) continue;
-                    const float wgt = nb.wr[k] * nb.wc[l];
-                    s += wgt * src[j];
-                    n += wgt;
-                }
+    for (std::size_t i = begin; i < end; ++i) {
+        Neighbourhood nb;
+        if (!neighbourhood(mapX ? mapX[i] : static_cast<double>(i % W), mapY[i], w, h, nb)) continue;
+        const std::size_t first = static_cast<std::size_t>(nb.r - 1) * W + static_cast<std::size_t>(nb.c - 1);
+        float s = 0.0f;
+        float n = 0.0f;
+        for (int k = 0; k < 4; ++k) {
+            const std::size_t j0 = first + static_cast<std::size_t>(k) * W;
+            for (int l = 0; l < 4; ++l) {
+                const std::size_t j = j0 + static_cast<std::size_t>(l);
+                if (!mask[j]) continue;
+                const float wgt = nb.wr[k] * nb.wc[l];
+                s += wgt * src[j];
+                n += wgt;
             }
-            dst[i] = s / n;
         }
+        dst[i] = s / n;
     }
 }
+
+// Whether the eight-lane loops can serve this grid (their indices are 32-bit lanes).
+bool lanesFor(std::size_t n, bool allowLanes) {
+    return allowLanes && n < (std::size_t(1) << 31) && num::avx2Allowed();
+}
+
+}  // namespace
+
+namespace detail {
+
+void resampleCubic(const AlgoEngine& e, float* map, const double* mapX, const double* mapY, const bool* mask,
+                   bool allowLanes) {
+    const std::size_t n = e.pixelCount();
+    if (n == 0) return;
+    const int w = e.roi.width;
+    const int h = e.roi.height;
+    const std::size_t W = static_cast<std::size_t>(w);
+    const bool lanes = lanesFor(n, allowLanes);
+    const std::vector<float> src(map, map + n);
+    std::fill(map, map + n, 0.0f);
+    const float* s = src.data();
+    auto rows = [&](int, std::size_t begin, std::size_t end) {
+        for (std::size_t row = begin; row < end; ++row) {
+            const std::size_t first = row * W;
+            std::size_t done = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+            if (lanes) {
+                const long long f = static_cast<long long>(first), c = static_cast<long long>(W);
+                done = static_cast<std::size_t>(
+                    mask ? maskedCubicPixelsAvx2(s, mask, map, mapX, mapY, w, h, f, c)
+                         : cubicPixelsAvx2(s, map, mapX, mapY, w, h, f, c));
+            }
+#endif
+            if (mask)
+                maskedCubicRange(s, map, mapX, mapY, mask, w, h, first + done, first + W);
+            else
+                cubicRange(s, map, mapX, mapY, w, h, first + done, first + W);
+        }
+    };
+    runBands(mask ? bands::kMaskedCubic : bands::kCubic, static_cast<std::size_t>(h), rows);
+}
+
+}  // namespace detail
+
+namespace {
 
 void cubicThroughEngineMaps(const AlgoEngine& e, float* map, const std::vector<double>& mapX,
                             const std::vector<double>& mapY) {
     const std::size_t n = e.pixelCount();
     if (n == 0 || mapX.size() != n || mapY.size() != n) return;
-    const int w = e.roi.width;
-    const int h = e.roi.height;
-    const std::vector<float> src(map, map + n);
-    for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
-    runBands(bands::kCubic, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
-        cubicRows(src.data(), map, mapX.data(), mapY.data(), w, h, begin, end);
-    });
+    detail::resampleCubic(e, map, mapX.data(), mapY.data(), nullptr, true);
 }
 
 }  // namespace
@@ -129,15 +167,7 @@ void InterpCubic4(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, m
 void InterpCubic5(const AlgoEngine& e, float* map) { cubicThroughEngineMaps(e, map, e.undistMapX2, e.undistMapY2); }
 
 void InterpCubic3(const AlgoEngine& e, float* map, const double* mapX, const double* mapY, const bool* mask) {
-    const std::size_t n = e.pixelCount();
-    if (n == 0) return;
-    const int w = e.roi.width;
-    const int h = e.roi.height;
-    const std::vector<float> src(map, map + n);
-    for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
-    runBands(bands::kMaskedCubic, static_cast<std::size_t>(h), [&](int, std::size_t begin, std::size_t end) {
-        maskedCubicRows(src.data(), map, mapX, mapY, mask, w, h, begin, end);
-    });
+    detail::resampleCubic(e, map, mapX, mapY, mask, true);
 }
 
 }  // namespace stereo

@@ -7,6 +7,7 @@
 // Target pixel i takes the source at row (int)(mapY[i] + 0.5), column (int)(mapX[i] + 0.5), both
 // truncated toward zero (so -1.5 < coordinate < -0.5 lands on index 0), or false outside the grid.
 #include <cstddef>
+#include <cstring>
 #include <memory>
 #include <vector>
 
@@ -25,16 +26,21 @@ void flagThroughEngineMaps(const AlgoEngine& e, bool* mask, const std::vector<do
     const int w = e.roi.width;
     const int h = e.roi.height;
     const std::unique_ptr<bool[]> src(new bool[n]);
-    for (std::size_t i = 0; i < n; ++i) {
-        src[i] = mask[i];
-        mask[i] = false;
-    }
+    std::memcpy(src.get(), mask, n * sizeof(bool));
+    std::memset(mask, 0, n * sizeof(bool));
+    // (int)(v + 0.5) lies in [0, limit) exactly when -1 < v + 0.5 < limit (truncation toward zero
+    // maps (-1, 0) to 0); NaN fails the test. So one test in double per coordinate decides, and the
+    // conversions happen only when it passes.
+    const double wLimit = static_cast<double>(w), hLimit = static_cast<double>(h);
+    const bool* from = src.get();
     runBands(bands::kFlag, n, [&](int, std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            int row, col;
-            if (!truncToInt(mapY[i] + 0.5, row) || !truncToInt(mapX[i] + 0.5, col)) continue;
-            if (row < 0 || row >= h || col < 0 || col >= w) continue;
-            mask[i] = src[static_cast<std::size_t>(row) * static_cast<std::size_t>(w) + static_cast<std::size_t>(col)];
+            const double y = mapY[i] + 0.5, x = mapX[i] + 0.5;
+            const bool inside = y > -1.0 && y < hLimit && x > -1.0 && x < wLimit;
+            const std::size_t j = inside ? static_cast<std::size_t>(static_cast<int>(y)) * static_cast<std::size_t>(w) +
+                                               static_cast<std::size_t>(static_cast<int>(x))
+                                         : 0;
+            mask[i] = inside && from[j];
         }
     });
 }

@@ -4,7 +4,7 @@
 //          read); engine.matchColumn and engine.matchSide from MatchI.
 // In-out:  matchMask (bool, w x h, caller-owned): cleared where no refinement is possible.
 // Outputs: engine.subpixelColumn (float, w x h): camera-2 column of the match, 0 where there is
-//          none; replaced by a new zero-filled table on every call.
+//          none; all zero before the refinement on every call (a table of the right size is reused).
 //
 // The exact match lies between the integer column m and its neighbour on the side MatchI found
 // (matchSide 1: right, 0: left) and is found by linear interpolation of camera 2's phase, in float.
@@ -12,6 +12,7 @@
 // its fraction is added to (or subtracted from) m as it is.
 //
 // Eight workers, one band of rows each; rows past 8 * floor(height / 8) are left untouched.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -24,8 +25,13 @@ namespace stereo {
 void MatchII(AlgoEngine& e, const bool* /*mask1*/, const bool* mask2, bool* matchMask, const float* phase1,
              const float* phase2) {
     const std::size_t n = e.pixelCount();
-    releaseTable(e.subpixelColumn);
-    e.subpixelColumn.assign(n, 0.0f);
+    // A table of the right size left from an earlier call is kept and cleared (each worker its own
+    // rows, the rows no worker owns right here); any other is replaced by a new zero-filled one.
+    const bool reuse = e.subpixelColumn.size() == n;
+    if (!reuse) {
+        releaseTable(e.subpixelColumn);
+        e.subpixelColumn.assign(n, 0.0f);
+    }
     if (n == 0) return;
 
     const int w = e.roi.width;
@@ -36,7 +42,9 @@ void MatchII(AlgoEngine& e, const bool* /*mask1*/, const bool* mask2, bool* matc
     const std::int32_t* matchSide = e.matchSide.data();
     float* sub = e.subpixelColumn.data();
 
+    if (reuse) std::fill(sub + bandsEnd(bands::kMatch.workers, static_cast<std::size_t>(h)) * W, sub + n, 0.0f);
     runBands(bands::kMatch, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
+        if (reuse) std::fill(sub + rowBegin * W, sub + rowEnd * W, 0.0f);
         for (std::size_t row = rowBegin; row < rowEnd; ++row) {
             const std::size_t r0 = row * W;
             const float* phi = phase2 + r0;

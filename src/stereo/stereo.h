@@ -36,6 +36,15 @@ void InterpCubic5(const AlgoEngine& engine, float* map);
 void InterpCubic3(const AlgoEngine& engine, float* map, const double* mapX, const double* mapY,
                   const bool* mask);
 
+namespace detail {
+// The cubic resampler behind InterpCubic1 ... 5: plain (mask null) on the two bands of
+// InterpCubic1, or masked on the four bands of InterpCubic3. allowLanes false keeps every pixel on
+// the scalar loop (the eight-lane loop must give the same bits; the tests compare the two).
+// mapX null stands for a column map that holds every target pixel's own column.
+void resampleCubic(const AlgoEngine& engine, float* map, const double* mapX, const double* mapY, const bool* mask,
+                   bool allowLanes);
+}  // namespace detail
+
 // Nearest-neighbour resampling of a mask in place: target = source at
 // ((int)(mapY + 0.5), (int)(mapX + 0.5)) when inside the grid, false otherwise.
 //   InterpFlag1: rectMapX1/Y1, InterpFlag2: rectMapX2/Y2.
@@ -71,6 +80,14 @@ void MatchII(AlgoEngine& engine, const bool* mask1, const bool* mask2, bool* mat
 void CalPoint(AlgoEngine& engine, bool* mask, float* X, float* Y, float* Z, int& count,
               bool useBilateral, int bilateralSpatialSigma, float bilateralRangeSigma,
               bool useSmoothing, float smoothSigma);
+
+namespace detail {
+// CalPoint with its vector loops allowed (useLanes) or not; both give the same bits (the tests
+// compare them).
+void calPoint(AlgoEngine& engine, bool* mask, float* X, float* Y, float* Z, int& count, bool useBilateral,
+              int bilateralSpatialSigma, float bilateralRangeSigma, bool useSmoothing, float smoothSigma,
+              bool useLanes);
+}  // namespace detail
 
 }  // namespace stereo
 }  // namespace XELORAALGO

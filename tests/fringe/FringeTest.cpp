@@ -7,9 +7,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <new>
 #include <random>
+#include <tuple>
 #include <vector>
 
 #include "XeloraAlgo.h"
@@ -159,6 +161,44 @@ TEST(SmoothMaskedMap, MatchesDirectReferenceToTheBit) {
         const std::vector<float> expected = referenceSmooth(c, sigma);
         c.smooth(sigma);
         for (std::size_t i = 0; i < c.map.size(); ++i) ASSERT_EQ(c.map[i], expected[i]) << sigma << " " << i;
+    }
+}
+
+TEST(SmoothMaskedMap, SeveralMapsAndBothLoopWidthsGiveTheSingleMapBits) {
+    // Four maps with one mask, smoothed together (wide and baseline row loops) and one by one: the
+    // same bits. Valid values include both zeros, infinities and NaN (which spread to the valid
+    // pixels in reach, identically); widths around the eight-float vector.
+    std::mt19937 rng(77);
+    for (auto [w, h, sigma] : {std::tuple<int, int, float>{13, 11, 2.0f}, {16, 9, 1.0f}, {31, 6, 3.4f}, {7, 20, 9.0f}}) {
+        const std::size_t n = std::size_t(w) * h;
+        std::unique_ptr<bool[]> mask(new bool[n]);
+        std::vector<float> maps[4];
+        for (auto& m : maps) m.resize(n);
+        for (std::size_t i = 0; i < n; ++i) {
+            mask[i] = rng() % 4 != 0;
+            for (auto& m : maps) {
+                const unsigned r = rng() % 40;
+                m[i] = r == 0 ? 0.0f : r == 1 ? -0.0f : r == 2 ? INFINITY : r == 3 ? NAN
+                                      : std::uniform_real_distribution<float>(-300.0f, 300.0f)(rng);
+            }
+        }
+        std::vector<float> single[4], together[2][4];
+        for (int k = 0; k < 4; ++k) {
+            single[k] = maps[k];
+            fr::SmoothMaskedMap(engine(w, h), single[k].data(), mask.get(), sigma);
+        }
+        for (int wide = 0; wide < 2; ++wide) {
+            float* ptrs[4];
+            for (int k = 0; k < 4; ++k) ptrs[k] = (together[wide][k] = maps[k]).data();
+            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma, wide == 1);
+        }
+        for (int k = 0; k < 4; ++k)
+            for (std::size_t i = 0; i < n; ++i)
+                for (int wide = 0; wide < 2; ++wide) {
+                    const float a = together[wide][k][i], b = single[k][i];
+                    ASSERT_TRUE(std::isnan(a) ? std::isnan(b) : std::memcmp(&a, &b, sizeof a) == 0)
+                        << w << " x " << h << " map " << k << " pixel " << i << (wide ? " wide" : " baseline");
+                }
     }
 }
 
@@ -388,5 +428,38 @@ TEST(Fringe, ExportedMembersForwardToTheEngine) {
             (algo.*member)(x.valid.get(), x.mod.data(), x.avg.data(), planes(a), true, smooth, 1, 1.0f, x.phase.data());
             const Outputs y = run(decoder, 3, 6, b, smooth, 1, 1.0f);
             for (std::size_t i = 0; i < a.n(); ++i) EXPECT_TRUE(same(x, i, y, i)) << i;
+        }
+}
+
+TEST(DecGrayPhase, VectorLanesDecodeLikeSinglePixels) {
+    // 40 x 9 pixels (eight bands of 45: blocks of four and a tail of one), every pixel compared with
+    // its decoding in a 1 x 1 ROI (one pixel, no blocks). The fringes put phi on and around the
+    // quarter boundaries (float pi/2 just above the double one, float 3pi/2 not below the double
+    // one, phi a hair below 0 and exactly 0) and a = b = 0; the Gray planes sit on, just above and
+    // just below the average, so every bit comparison meets its edge. Two-pass decoding with no
+    // rounds runs the unwrapping on the truncating pass's average.
+    const int w = 40, h = 9;
+    Stack s(11, std::size_t(w) * h);
+    s.randomise(17);
+    const int fringes[][4] = {{150, 100, 50, 100}, {50, 100, 150, 100}, {100, 50, 101, 150}, {100, 100, 100, 100},
+                              {101, 100, 100, 100}, {100, 100, 101, 100}, {200, 100, 50, 150}, {0, 255, 255, 0}};
+    for (std::size_t i = 0; i < s.n(); ++i) {
+        if (i % 3 == 0) continue;  // a third stays random
+        const int* f = fringes[(i / 3) % 8];
+        s.set(i, 7, {f[0], f[1], f[2], f[3]});
+        const int sum = f[0] + f[1] + f[2] + f[3];
+        for (int k = 0; k < 7; ++k) {  // 4P against the sum: equal, one above, one below (where possible)
+            const int p = (sum + 4 * ((int(i) + k) % 3 - 1)) / 4;
+            s.planes[k][i] = (unsigned char)std::min(255, std::max(0, p));
+        }
+    }
+    for (Decoder d : {fr::DecGrayPhase1, fr::UnDecGrayPhase1})
+        for (bool twoPass : {false, true}) {
+            const Outputs all = run(d, w, h, s, twoPass, 0);
+            for (std::size_t i = 0; i < s.n(); ++i) {
+                Stack p(11, 1);
+                for (int k = 0; k < 11; ++k) p.planes[k][0] = s.planes[k][i];
+                ASSERT_TRUE(same(all, i, run(d, 1, 1, p, twoPass, 0), 0)) << i << (twoPass ? " two-pass" : "");
+            }
         }
 }

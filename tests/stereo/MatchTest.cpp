@@ -2,6 +2,8 @@
 // +/-10 limit, and the rows that no worker band covers.
 #include <gtest/gtest.h>
 
+#include <random>
+#include <utility>
 #include <vector>
 
 #include "StereoTestUtil.h"
@@ -106,4 +108,53 @@ TEST(MatchII, NeighbourAndTwoPixelFallbacksWorkedByHand) {
             EXPECT_EQ(e.subpixelColumn[at(k.r, k.c)], k.sub) << k.r << "," << k.c;
         }
     }
+}
+
+// A second MatchI / MatchII on the same engine (whose tables then have the right size and are
+// reused) gives what the first call on a new engine gives, the rows past the bands included:
+// nothing of the earlier call's matches survives, even when the earlier call had the ROI turned
+// on its side (the same pixel count, other bands). Many candidates per bucket (a phase that
+// repeats along the row) exercise the long candidate lists too.
+TEST(MatchI, RepeatedCallsEqualAFreshEngine) {
+    const int w = 37, h = 19;  // 8 bands of 2 rows, 3 rows past them
+    const std::size_t n = static_cast<std::size_t>(w * h);
+    const auto frame = [&](unsigned seed, stereotest::BoolMap& m1, stereotest::BoolMap& m2, std::vector<float>& p1,
+                           std::vector<float>& p2) {
+        std::mt19937 rng(seed);
+        std::uniform_real_distribution<float> jitter(-3.0f, 3.0f);
+        for (std::size_t i = 0; i < n; ++i) {
+            const int c = static_cast<int>(i % w);
+            const float base = seed == 1 ? 10.9f * c : 50.0f + 3.0f * (c % 5);  // second frame: crowded buckets
+            p1[i] = base + jitter(rng);
+            p2[i] = base + jitter(rng);
+            m1[i] = rng() % 7 != 0;
+            m2[i] = rng() % 7 != 0;
+        }
+    };
+    stereotest::BoolMap m1(n), m2(n), a(n, true), b(n, true);
+    std::vector<float> p1(n), p2(n);
+    XELORAALGO::AlgoEngine reused, fresh;
+    for (auto* e : {&reused, &fresh}) {
+        stereotest::setRoi(*e, w, h);
+        e->phaseBucketWidth = 402.1238596594944 / w;
+    }
+    frame(1, m1, m2, p1, p2);
+    stereotest::setRoi(reused, h, w);
+    XELORAALGO::stereo::MatchI(reused, m1.data(), m2.data(), a.data(), p1.data(), p2.data());
+    XELORAALGO::stereo::MatchII(reused, m1.data(), m2.data(), a.data(), p1.data(), p2.data());
+    stereotest::setRoi(reused, w, h);
+    frame(2, m1, m2, p1, p2);
+    for (auto [e, mm] : {std::pair{&reused, &a}, std::pair{&fresh, &b}}) {
+        XELORAALGO::stereo::MatchI(*e, m1.data(), m2.data(), mm->data(), p1.data(), p2.data());
+        XELORAALGO::stereo::MatchII(*e, m1.data(), m2.data(), mm->data(), p1.data(), p2.data());
+    }
+    int matched = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        ASSERT_EQ(reused.matchColumn[i], fresh.matchColumn[i]) << i;
+        ASSERT_EQ(reused.matchSide[i], fresh.matchSide[i]) << i;
+        ASSERT_EQ(reused.subpixelColumn[i], fresh.subpixelColumn[i]) << i;
+        matched += fresh.matchColumn[i] != 0;
+    }
+    EXPECT_GT(matched, 0);
+    for (std::size_t i = 16 * w; i < n; ++i) EXPECT_EQ(reused.matchColumn[i], 0) << i;  // past the bands
 }
