@@ -123,7 +123,7 @@ __attribute__((always_inline)) inline ScaledDd expFastK(double xh, double xl, do
 }
 
 template <class P, bool kLowPart>
-ScaledDd expFast(double xh, double xl) {
+__attribute__((always_inline)) inline ScaledDd expFast(double xh, double xl) {
     return expFastK<P, kLowPart>(xh, xl, nearestIntV(xh * kInvLn2x512));
 }
 
