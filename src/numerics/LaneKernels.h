@@ -96,10 +96,25 @@ V expKernelV(V x) {
     const V p = 1.0 + r * (1.0 + r * (0.5 + r * (1.0 / 6.0 + r * (1.0 / 24.0 + r * (1.0 / 120.0 +
         r * (1.0 / 720.0))))));
     V t{}, scale{};
-    for (int i = 0; i < laneCount<V>(); ++i) {
-        const long long ki = static_cast<long long>(lane(k, i));
-        setLane(t, i, kExp2Table[ki & 31]);
-        setLane(scale, i, dd::fromBits(static_cast<unsigned long long>(1023 + (ki >> 5)) << 52));
+    if constexpr (laneCount<V>() == 8) {
+        // Eight lanes (AVX-512): the table entry by two-source permutes, the power of two by integer
+        // arithmetic on the bits; the same values as the lane loop below. k + 1.5 * 2^52 holds the
+        // integer k in its low bits; k >= -4803 here, so (k + 1023 * 32) >> 5 = floor(k / 32) + 1023.
+        typedef long long I __attribute__((vector_size(sizeof(V))));
+        const I ki = (I)(k + 0x1.8p52) - (I)splat<V>(0x1.8p52);
+        const I j = ki & 31;
+        V part[4];
+        __builtin_memcpy(part, kExp2Table, sizeof part);
+        const V low = __builtin_shuffle(part[0], part[1], j);
+        const V high = __builtin_shuffle(part[2], part[3], j);
+        t = j < 16 ? low : high;
+        scale = (V)(((ki + 1023 * 32) >> 5) << 52);
+    } else {
+        for (int i = 0; i < laneCount<V>(); ++i) {
+            const long long ki = static_cast<long long>(lane(k, i));
+            setLane(t, i, kExp2Table[ki & 31]);
+            setLane(scale, i, dd::fromBits(static_cast<unsigned long long>(1023 + (ki >> 5)) << 52));
+        }
     }
     return (t * p) * scale;
 }

@@ -42,18 +42,23 @@ bool finish(V y, V e, M ordinary, float* out, bool* done) {
     const F a = __builtin_convertvector(y - e, F);
     const F b = __builtin_convertvector(y + e, F);
     const F r = __builtin_convertvector(y, F);
-    bool all = true;
-    for (int l = 0; l < laneCount<V>(); ++l) {
-        done[l] = ordinary[l] != 0 && a[l] == b[l];
-        all = all && done[l];
-    }
-    if (all) {
+    // Lane masks of 32 bits (all ones where done), tested all at once.
+    typedef int I __attribute__((vector_size(sizeof(F))));
+    const I good = __builtin_convertvector(ordinary, I) & (a == b);
+    int lanes[laneCount<V>()];
+    __builtin_memcpy(lanes, &good, sizeof lanes);
+    int both = -1;
+    for (int word : lanes) both &= word;
+    if (both == -1) {
         __builtin_memcpy(out, &r, sizeof r);
-    } else {
-        for (int l = 0; l < laneCount<V>(); ++l)
-            if (done[l]) out[l] = r[l];
+        for (int l = 0; l < laneCount<V>(); ++l) done[l] = true;
+        return true;
     }
-    return all;
+    for (int l = 0; l < laneCount<V>(); ++l) {
+        done[l] = lanes[l] != 0;
+        if (done[l]) out[l] = r[l];
+    }
+    return false;
 }
 
 // out[i] = scalar(x[i]) for i < n: blocks of V's lanes through block(xv, out, done), which writes the
