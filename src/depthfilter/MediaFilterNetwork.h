@@ -21,6 +21,10 @@ namespace detail {
 // ascending position pos and returns the first column it left for the caller. Returns 1 (nothing
 // done) when the library was built for a processor family without AVX.
 int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w);
+// The same sixteen at a time with AVX-512 (MediaFilterAvx512.cpp); returns 1 where the library was
+// built without it.
+int mediaFilterColumnsAvx512(int pos, const float* above, const float* centre, const float* below, float* out,
+                             int w);
 }  // namespace detail
 
 namespace {
