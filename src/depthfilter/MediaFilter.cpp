@@ -23,28 +23,21 @@ namespace depthfilter {
 namespace {
 
 // Filters columns 1 .. w-2 of one row: above/centre hold unfiltered rows r-1 and r, below is row
-// r+1 (unfiltered), out is row r of the map.
-// Widest lanes the filter may use: 1 (scalar), 4 (SSE2), 8 (AVX), 16 (AVX-512).
+// r+1 (unfiltered), out is row r of the map; lanes: the widest vectors it may use, 1 (scalar code
+// only), 4 (SSE2), 8 (AVX) or 16 (AVX-512).
 template <int P>
 void filterRow(const float* above, const float* centre, const float* below, float* out, int w, int lanes) {
-    int c = lanes >= 16 ? detail::mediaFilterColumnsAvx512(P, above, centre, below, out, w) : 1;
-    if (lanes >= 8) {
-        // The AVX part filters columns 1, 2, ... of the rows it is given: here the rows from column
-        // c - 1 on, so that it goes on where the AVX-512 part stopped.
+    // Each vector part filters columns 1, 2, ... of the rows it is given: here the rows from column
+    // c - 1 on, so that it goes on where the wider part stopped.
+    int c = 1;
+    const auto goOn = [&](int (*part)(int, const float*, const float*, const float*, float*, int)) {
         const int s = c - 1;
-        c = s + detail::mediaFilterColumnsAvx(P, above + s, centre + s, below + s, out + s, w - s);
-    }
+        c = s + part(P, above + s, centre + s, below + s, out + s, w - s);
+    };
+    if (lanes >= 16) goOn(detail::mediaFilterColumnsAvx512);
+    if (lanes >= 8) goOn(detail::mediaFilterColumnsAvx);
 #if defined(__SSE2__)
-    using N4 = Network<SseOps>;
-    const __m128 zero = _mm_setzero_ps();
-    for (; lanes >= 4 && c + 4 <= w - 1; c += 4) {
-        const __m128 cm = _mm_loadu_ps(centre + c);
-        const __m128 v = N4::select<P>(_mm_loadu_ps(above + c - 1), _mm_loadu_ps(above + c), _mm_loadu_ps(above + c + 1),
-                                       _mm_loadu_ps(centre + c - 1), cm, _mm_loadu_ps(centre + c + 1),
-                                       _mm_loadu_ps(below + c - 1), _mm_loadu_ps(below + c), _mm_loadu_ps(below + c + 1));
-        const __m128 isZero = _mm_cmpeq_ps(cm, zero);  // +0 and -0; NaN is not zero
-        _mm_storeu_ps(out + c, _mm_or_ps(_mm_and_ps(isZero, cm), _mm_andnot_ps(isZero, v)));
-    }
+    if (lanes >= 4) goOn(networkColumnsAt<SseOps>);
 #endif
     using N1 = Network<ScalarOps>;
     for (; c <= w - 2; ++c) {

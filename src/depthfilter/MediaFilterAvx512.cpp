@@ -27,24 +27,13 @@ struct Avx512Ops {
     static V vmax(V a, V b) { return _mm512_maskz_max_ps(0xffff, b, a); }
     static V add(V a, V b) { return _mm512_add_ps(a, b); }
     static V sub(V a, V b) { return _mm512_sub_ps(a, b); }
-};
-
-template <int P>
-int columnsAvx512(const float* above, const float* centre, const float* below, float* out, int w) {
-    using N16 = Network<Avx512Ops>;
-    const __m512 zero = _mm512_setzero_ps();
-    int c = 1;
-    for (; c + 16 <= w - 1; c += 16) {
-        const __m512 cm = _mm512_loadu_ps(centre + c);
-        const __m512 v = N16::select<P>(
-            _mm512_loadu_ps(above + c - 1), _mm512_loadu_ps(above + c), _mm512_loadu_ps(above + c + 1),
-            _mm512_loadu_ps(centre + c - 1), cm, _mm512_loadu_ps(centre + c + 1), _mm512_loadu_ps(below + c - 1),
-            _mm512_loadu_ps(below + c), _mm512_loadu_ps(below + c + 1));
-        const __mmask16 isZero = _mm512_cmp_ps_mask(cm, zero, _CMP_EQ_OQ);  // +0 and -0; NaN is not zero
-        _mm512_storeu_ps(out + c, _mm512_mask_blend_ps(isZero, v, cm));
+    static V load(const float* p) { return _mm512_loadu_ps(p); }
+    static void store(float* p, V v) { _mm512_storeu_ps(p, v); }
+    // The centre where it is +0 or -0 (NaN is not zero), the filtered value elsewhere.
+    static V keepZeros(V centre, V v) {
+        return _mm512_mask_blend_ps(_mm512_cmp_ps_mask(centre, _mm512_setzero_ps(), _CMP_EQ_OQ), v, centre);
     }
-    return c;
-}
+};
 
 }  // namespace
 
@@ -52,17 +41,7 @@ namespace detail {
 
 int mediaFilterColumnsAvx512(int pos, const float* above, const float* centre, const float* below, float* out,
                              int w) {
-    switch (pos) {
-        case 0: return columnsAvx512<0>(above, centre, below, out, w);
-        case 1: return columnsAvx512<1>(above, centre, below, out, w);
-        case 2: return columnsAvx512<2>(above, centre, below, out, w);
-        case 3: return columnsAvx512<3>(above, centre, below, out, w);
-        case 4: return columnsAvx512<4>(above, centre, below, out, w);
-        case 5: return columnsAvx512<5>(above, centre, below, out, w);
-        case 6: return columnsAvx512<6>(above, centre, below, out, w);
-        case 7: return columnsAvx512<7>(above, centre, below, out, w);
-        default: return columnsAvx512<8>(above, centre, below, out, w);
-    }
+    return networkColumnsAt<Avx512Ops>(pos, above, centre, below, out, w);
 }
 
 }  // namespace detail

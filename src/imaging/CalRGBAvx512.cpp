@@ -1,30 +1,13 @@
 // CalRGB's projection and undistortion rows with Avx512, chosen at run time where the processor has it.
 // Inputs: one row of w floats per map (the caller's); outputs: the same values as the scalar code,
 // column by column, for the columns in whole vectors of 16 lanes (the rest is the caller's).
-// Compiled for Avx512: no standard header (see CalRGBLanes.h).
+// Compiled for Avx512: no standard header (see CalRGBIsa.inc).
 #if defined(__GNUC__) && defined(__x86_64__)
 #pragma GCC push_options
 #pragma GCC target("avx512f")
-#include "CalRGBLanes.h"
-
-namespace XELORAALGO {
-namespace imaging {
-namespace lanes {
-
-typedef float LanesAvx512 __attribute__((vector_size(64)));
-
-int projectRowAvx512(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
-                  float* column, float* row, int w) {
-    return projectRowLanes<LanesAvx512>(cam, X, Y, Z, zPrime, column, row, w);
-}
-
-int undistortRowAvx512(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w) {
-    return undistortRowLanes<LanesAvx512>(cam, x0, y0, x, y, w);
-}
-
-}  // namespace lanes
-}  // namespace imaging
-}  // namespace XELORAALGO
+#define XELORA_ISA Avx512
+#define XELORA_LANE_BYTES 64
+#include "CalRGBIsa.inc"
 #pragma GCC pop_options
 
 #else  // another processor family: the caller does every column

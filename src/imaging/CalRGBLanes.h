@@ -4,7 +4,7 @@
 // with -ffp-contract=off), so every lane gives the scalar bits.
 //
 // Everything here has internal linkage and the header includes no standard header: the files
-// compiled for AVX2 and AVX-512 (CalRGBAvx2.cpp, CalRGBAvx512.cpp) include it.
+// compiled for AVX2 and AVX-512 (CalRGBAvx2.cpp, CalRGBAvx512.cpp, through CalRGBIsa.inc) include it.
 #ifndef XELORAALGO_SRC_IMAGING_CALRGBLANES_H
 #define XELORAALGO_SRC_IMAGING_CALRGBLANES_H
 
