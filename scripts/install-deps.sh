@@ -1,18 +1,18 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the library, its tests, benchmarks and tools need, if any is missing.
 # Safe to run again: it does nothing when everything is there. Needs root (or sudo) only to install.
-# OpenCV's imgproc is a reference in the benchmarks only (its remap, bilateral filter and median
-# blur beside the library's), never a dependency of the library.
-# Usage: scripts/install-deps.sh [--windows] [package...]   (--windows: what the Windows cross build
-# and its wine test run need instead: MinGW-w64, wine64, GoogleTest's sources, apt-get source's
-# dpkg-source, and clang + lld-link for the test of a host built with the MSVC ABI; further
-# arguments name extra packages a caller needs, e.g. scripts/fuzz.sh: clang-14 libclang-rt-14-dev)
+# Usage: scripts/install-deps.sh [--windows | --bench-references] [package...]   (--windows: what the
+# Windows cross build and its wine test run need instead: MinGW-w64, wine64, GoogleTest's sources,
+# apt-get source's dpkg-source, and clang + lld-link for the test of a host built with the MSVC ABI;
+# --bench-references: also the references some benchmarks time beside the library, never needed by
+# the library or its tests: OpenCV's imgproc (the C++ benchmarks find it when present) and Open3D
+# for bench/cloud/open3d_sor.py; further arguments name extra packages a caller needs, e.g.
+# scripts/fuzz.sh: clang-14 libclang-rt-14-dev)
 set -euo pipefail
 
 packages=(
   g++ cmake make pkgconf
   libgtest-dev libgmock-dev libbenchmark-dev
-  libopencv-imgproc-dev
   libann-dev
   libpng-dev nlohmann-json3-dev libcli11-dev
   libmpfr-dev
@@ -25,6 +25,9 @@ if [ "${1:-}" = "--windows" ]; then
     wine64 googletest dpkg-dev xz-utils debian-archive-keyring
     clang lld
   )
+  shift
+elif [ "${1:-}" = "--bench-references" ]; then
+  packages+=(libopencv-imgproc-dev python3-open3d)
   shift
 fi
 packages+=("$@")

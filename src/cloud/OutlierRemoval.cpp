@@ -3,7 +3,7 @@
 //
 // Inputs:  cloud (caller-owned vector of (x, y, z) doubles, in/out), k, multiplier / unused double.
 // Outputs: the same cloud, same length; removed points are set to (0, 0, 0).
-// Working storage (valid list, float coordinates, ANN point array and kd-tree, mean distances) is
+// Working storage (valid list, ANN point array of the float coordinates and kd-tree, mean distances) is
 // allocated here and released before return, also when an exception leaves the call.
 #include <ANN/ANN.h>
 
@@ -47,18 +47,13 @@ bool finiteAsFloat(const std::array<double, 3>& p) {
 }  // namespace
 
 bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& index, std::vector<float>& mean) {
-    // 1. Valid points (z > 0) in cloud order, coordinates rounded to float.
+    // 1. Valid points (z > 0) in cloud order; their coordinates, rounded to float, go straight into
+    // the tree's point array below.
     index.clear();
     mean.clear();
-    std::vector<float> coord;
-    for (std::size_t i = 0; i < cloud.size(); ++i) {
-        if (cloud[i][2] > 0.0 && finiteAsFloat(cloud[i])) {
-            index.push_back(static_cast<std::int32_t>(i));
-            coord.push_back(static_cast<float>(cloud[i][0]));
-            coord.push_back(static_cast<float>(cloud[i][1]));
-            coord.push_back(static_cast<float>(cloud[i][2]));
-        }
-    }
+    index.reserve(cloud.size());
+    for (std::size_t i = 0; i < cloud.size(); ++i)
+        if (cloud[i][2] > 0.0 && finiteAsFloat(cloud[i])) index.push_back(static_cast<std::int32_t>(i));
     const int n = static_cast<int>(index.size());
     if (n < 10) {
         index.clear();
@@ -71,13 +66,17 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
 
     // 2.-3. kd-tree over all valid points and one k-nearest search per point. The returned squared
     // distances are recomputed in float from the returned indices and sorted ascending, which is what
-    // a single-precision build of the library returns; the float sum of the roots depends on it.
+    // a single-precision build of the library returns; the float sum of the roots depends on it. The
+    // neighbours' coordinates are read back from the tree's point array (floats held as doubles,
+    // just visited by the search), and the distances come nearly sorted, so an insertion sort is
+    // cheap.
     mean.assign(static_cast<std::size_t>(n), 0.0f);
     {
         std::lock_guard<std::mutex> lock(annMutex());
         AnnPoints pts(annAllocPts(n, 3));
         for (int i = 0; i < n; ++i) {
-            for (int d = 0; d < 3; ++d) pts[i][d] = static_cast<double>(coord[3 * static_cast<std::size_t>(i) + d]);
+            const auto& p = cloud[static_cast<std::size_t>(index[static_cast<std::size_t>(i)])];
+            for (int d = 0; d < 3; ++d) pts[i][d] = static_cast<double>(static_cast<float>(p[static_cast<std::size_t>(d)]));
         }
         const std::unique_ptr<ANNkd_tree> tree(new ANNkd_tree(pts.get(), n, 3));
         std::vector<ANNidx> nnIdx(static_cast<std::size_t>(k));
@@ -85,21 +84,27 @@ bool sorMeanDistances(const Cloud& cloud, int k, std::vector<std::int32_t>& inde
         std::vector<float> d2(static_cast<std::size_t>(k));
         ANNcoord query[3];
         for (int i = 0; i < n; ++i) {
-            const float* q = &coord[3 * static_cast<std::size_t>(i)];
-            for (int d = 0; d < 3; ++d) query[d] = static_cast<double>(q[d]);
+            const float q[3] = {static_cast<float>(pts[i][0]), static_cast<float>(pts[i][1]),
+                                static_cast<float>(pts[i][2])};
+            for (int d = 0; d < 3; ++d) query[d] = pts[i][d];
             tree->annkSearch(query, k, nnIdx.data(), nnDist.data(), 0.0);
             for (int j = 0; j < k; ++j) {
-                const float* p = &coord[3 * static_cast<std::size_t>(nnIdx[static_cast<std::size_t>(j)])];
-                const float dx = p[0] - q[0];
-                const float dy = p[1] - q[1];
-                const float dz = p[2] - q[2];
+                const ANNcoord* p = pts[nnIdx[static_cast<std::size_t>(j)]];
+                const float dx = static_cast<float>(p[0]) - q[0];
+                const float dy = static_cast<float>(p[1]) - q[1];
+                const float dz = static_cast<float>(p[2]) - q[2];
                 float s = 0.0f;
                 s = s + dx * dx;
                 s = s + dy * dy;
                 s = s + dz * dz;
-                d2[static_cast<std::size_t>(j)] = s;
+                // Insertion into the sorted d2[0 .. j) (no distance is NaN: the points are finite).
+                int at = j;
+                while (at > 0 && d2[static_cast<std::size_t>(at - 1)] > s) {
+                    d2[static_cast<std::size_t>(at)] = d2[static_cast<std::size_t>(at - 1)];
+                    --at;
+                }
+                d2[static_cast<std::size_t>(at)] = s;
             }
-            std::sort(d2.begin(), d2.end());
             float sum = 0.0f;
             int count = 0;
             for (int j = 0; j < k; ++j) {

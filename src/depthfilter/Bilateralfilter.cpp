@@ -34,6 +34,104 @@ std::vector<double> spatialTable(long long sigma, long long hy, long long hx) {
     return table;
 }
 
+// Everything a worker reads: the unfiltered copy, the mask, the spatial weights (float, row-major
+// (2 hy + 1) x (2 hx + 1)) and the range weight's denominator.
+struct Kernel {
+    const float* src;
+    const bool* mask;
+    const float* ws;
+    int w, h;
+    long long hy, hx;
+    float rangeDenominator;
+    std::size_t offsets() const { return static_cast<std::size_t>((2 * hy + 1) * (2 * hx + 1)); }
+};
+
+// Pixels filtered together: the range weights of a block are computed in one call of the array
+// expf, then every pixel of the block accumulates its neighbours in the documented order.
+constexpr int kBlock = 32;
+
+// Per-worker storage for one block: for every offset (row-major) and every pixel of the block, the
+// argument of the range weight, the weight, and whether the neighbour takes part.
+struct BlockBuffers {
+    std::vector<float> arg, wr;
+    std::vector<unsigned char> use;
+    explicit BlockBuffers(const Kernel& k)
+        : arg(k.offsets() * kBlock), wr(k.offsets() * kBlock), use(k.offsets() * kBlock) {}
+};
+
+// Filters pixels (row, col0 ... col0 + kBlock - 1) that lie in the image and are valid.
+void filterBlock(const Kernel& k, int row, int col0, BlockBuffers& b, float* map) {
+    const int count = k.w - col0 < kBlock ? k.w - col0 : kBlock;
+    const std::size_t rowStart = static_cast<std::size_t>(row) * static_cast<std::size_t>(k.w) + static_cast<std::size_t>(col0);
+    const bool* centreMask = k.mask + rowStart;
+    const float* centre = k.src + rowStart;
+    bool any = false;
+    for (int l = 0; l < count; ++l) any = any || centreMask[l];
+    if (!any) return;
+    // Lanes [lFirst, lLast) of offset column dj have their neighbour inside the image.
+    const auto lanesInside = [&](long long dj, int& lFirst, int& lLast) {
+        lFirst = static_cast<int>(-col0 - dj > 0 ? -col0 - dj : 0);
+        const long long last = k.w - col0 - dj;
+        lLast = static_cast<int>(last < count ? (last > 0 ? last : 0) : count);
+        if (lFirst > lLast) lFirst = lLast;
+    };
+    // 1. Arguments (-d * d) / ((s + s) s) of every taking part neighbour; 0 elsewhere.
+    std::size_t o = 0;
+    for (long long di = -k.hy; di <= k.hy; ++di) {
+        const long long nr = row + di;
+        const bool rowInside = nr >= 0 && nr < k.h;
+        for (long long dj = -k.hx; dj <= k.hx; ++dj, ++o) {
+            float* arg = b.arg.data() + o * kBlock;
+            unsigned char* use = b.use.data() + o * kBlock;
+            for (int l = 0; l < kBlock; ++l) {
+                arg[l] = 0.0f;
+                use[l] = 0;
+            }
+            if (!rowInside) continue;
+            int lFirst, lLast;
+            lanesInside(dj, lFirst, lLast);
+            const std::size_t at = static_cast<std::size_t>(nr * k.w + col0 + dj);
+            const float* nv = k.src + at;
+            const bool* nm = k.mask + at;
+            for (int l = lFirst; l < lLast; ++l) {
+                const bool taking = centreMask[l] && nm[l];
+                const float delta = nv[l] - centre[l];
+                const float q = (-delta * delta) / k.rangeDenominator;
+                arg[l] = taking ? q : 0.0f;
+                use[l] = taking;
+            }
+        }
+    }
+    // 2. Range weights, all at once.
+    num::expf(b.arg.data(), b.wr.data(), b.arg.size());
+    // 3. Sums in the documented order (rows outer, columns inner), lane by lane.
+    float s[kBlock], nsum[kBlock];
+    for (int l = 0; l < kBlock; ++l) s[l] = nsum[l] = 0.0f;
+    o = 0;
+    for (long long di = -k.hy; di <= k.hy; ++di) {
+        const long long nr = row + di;
+        const bool rowInside = nr >= 0 && nr < k.h;
+        for (long long dj = -k.hx; dj <= k.hx; ++dj, ++o) {
+            if (!rowInside) continue;
+            const float wsv = k.ws[o];
+            const float* wr = b.wr.data() + o * kBlock;
+            const unsigned char* use = b.use.data() + o * kBlock;
+            int lFirst, lLast;
+            lanesInside(dj, lFirst, lLast);
+            const float* nv = k.src + static_cast<std::size_t>(nr * k.w + col0 + dj);
+            for (int l = lFirst; l < lLast; ++l) {
+                const float wgt = wr[l] * wsv;
+                const float s1 = s[l] + nv[l] * wgt;
+                const float n1 = nsum[l] + wgt;
+                s[l] = use[l] ? s1 : s[l];
+                nsum[l] = use[l] ? n1 : nsum[l];
+            }
+        }
+    }
+    for (int l = 0; l < count; ++l)
+        if (centreMask[l]) map[rowStart + static_cast<std::size_t>(l)] = s[l] / nsum[l];
+}
+
 }  // namespace
 
 void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spatialSigma, float rangeSigma) {
@@ -41,7 +139,6 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     if (n == 0) return;
     const int w = e.roi.width;
     const int h = e.roi.height;
-    const std::size_t W = static_cast<std::size_t>(w);
 
     // Kernel size k = 1 - 2 * trunc(-1.5 * sigma), half size k / 2 (integer division). Offsets that
     // reach beyond the image never find a neighbour, so the table is cut to the image size.
@@ -52,42 +149,16 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     const std::vector<double> table = spatialTable(spatialSigma, hy, hx);
     // The weights as the accumulation uses them, narrowed to float once.
     const std::vector<float> ws(table.begin(), table.end());
-    const std::size_t tableWidth = static_cast<std::size_t>(2 * hx + 1);
 
     const std::vector<float> src(map, map + n);
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
+    const Kernel kernel{src.data(), mask, ws.data(), w, h, hy, hx, rangeDenominator};
     runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
-        for (std::size_t row = rowBegin; row < rowEnd; ++row) {
-            const long long r = static_cast<long long>(row);
-            const long long diFirst = r < hy ? -r : -hy;
-            const long long diLast = (h - 1 - r) < hy ? (h - 1 - r) : hy;
-            for (int col = 0; col < w; ++col) {
-                const std::size_t i = row * W + static_cast<std::size_t>(col);
-                if (!mask[i]) continue;
-                const float centre = src[i];
-                const long long djFirst = col < hx ? -col : -hx;
-                const long long djLast = (w - 1 - col) < hx ? (w - 1 - col) : hx;
-                float s = 0.0f;
-                float nsum = 0.0f;
-                for (long long di = diFirst; di <= diLast; ++di) {
-                    const std::size_t rowStart = static_cast<std::size_t>(r + di) * W;
-                    const float* wsRow = ws.data() + static_cast<std::size_t>(di + hy) * tableWidth;
-                    for (long long dj = djFirst; dj <= djLast; ++dj) {
-                        const std::size_t j = rowStart + static_cast<std::size_t>(col + dj);
-                        if (!mask[j]) continue;
-                        const float v = src[j];
-                        const float delta = v - centre;
-                        const float wr = num::expf((-delta * delta) / rangeDenominator);
-                        const float wgt = wr * wsRow[dj + hx];
-                        s += v * wgt;
-                        nsum += wgt;
-                    }
-                }
-                map[i] = s / nsum;
-            }
-        }
+        BlockBuffers buffers(kernel);
+        for (std::size_t row = rowBegin; row < rowEnd; ++row)
+            for (int col = 0; col < w; col += kBlock) filterBlock(kernel, static_cast<int>(row), col, buffers, map);
     });
 }
 

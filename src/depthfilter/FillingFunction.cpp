@@ -12,11 +12,16 @@
 // Steps: hole candidates (-1 < Z < 1) -> 4-connected regions by two-pass labelling -> classes by
 // area -> raster-order filling from the left and upper neighbours with the right and lower estimates,
 // an agreement test and, for larger holes, a surface-continuation test.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "depthfilter.h"
 #include "frame/CameraModel.h"
@@ -64,40 +69,75 @@ constexpr std::int32_t kCandidate = 2;  // label of an unlabelled candidate; reg
 
 }  // namespace
 
-std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
-    if (w <= 0 || h <= 0) return {};
-    const std::size_t W = static_cast<std::size_t>(w);
-    const std::size_t n = W * static_cast<std::size_t>(h);
-    std::vector<std::int32_t> label(n, 0);
-    for (int r = 1; r <= h - 2; ++r) {
-        for (int c = 1; c <= w - 2; ++c) {
-            const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(c);
-            if (Z[i] > -1.0f && Z[i] < 1.0f) label[i] = kCandidate;  // depth truncates to 0
-        }
-    }
+namespace {
 
-    // First pass: provisional labels and their equivalences (parent[i] <= i always).
-    std::vector<std::int32_t> parent{0, 1, 2};
+// The hole candidates of Z in raster order with their region labels and the area of every label.
+struct HoleRegions {
+    struct Candidate {
+        std::int32_t row, col;
+        std::int32_t label;  // its region's label (a root of the equivalence table)
+    };
+    std::vector<Candidate> candidates;  // raster order
+    std::vector<std::int32_t> area;     // pixel count, indexed by label
+};
+
+// Whether one of the 16 depths at z is a candidate (-1 < z < 1, that is |z| < 1; NaN is not).
+inline bool anyCandidateOf16(const float* z) {
+#if defined(__SSE2__)
+    const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
+    const __m128 one = _mm_set1_ps(1.0f);
+    __m128 hit = _mm_setzero_ps();
+    for (int j = 0; j < 16; j += 4) hit = _mm_or_ps(hit, _mm_cmplt_ps(_mm_and_ps(_mm_loadu_ps(z + j), magnitude), one));
+    return _mm_movemask_ps(hit) != 0;
+#else
+    bool any = false;
+    for (int j = 0; j < 16; ++j) any = any || (z[j] > -1.0f && z[j] < 1.0f);
+    return any;
+#endif
+}
+
+// Two-pass labelling of the interior candidates (-1 < Z < 1), 4-connected. Only the labels of the
+// row above are kept as a map: the left neighbour is the previous pixel of the same row, and every
+// candidate is listed with its provisional label, so the second pass visits the candidates only.
+HoleRegions labelHoles(const float* Z, int w, int h) {
+    HoleRegions out;
+    if (w < 3 || h < 3) return out;
+    const std::size_t W = static_cast<std::size_t>(w);
+    std::vector<std::int32_t> above(W, 0), current(W, 0);
+    std::vector<std::int32_t> parent{0, 1, 2};  // parent[i] <= i always
     for (int r = 1; r <= h - 2; ++r) {
+        const float* z = Z + static_cast<std::size_t>(r) * W;
+        std::int32_t left = 0;
         for (int c = 1; c <= w - 2; ++c) {
-            const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(c);
-            if (label[i] != kCandidate) continue;
-            std::int32_t found[2];
-            int count = 0;
-            if (label[i - 1] > 0) found[count++] = label[i - 1];
-            if (label[i - W] > 0) found[count++] = label[i - W];
-            if (count == 0) {
-                const std::int32_t fresh = static_cast<std::int32_t>(parent.size());
-                parent.push_back(fresh);
-                label[i] = fresh;
+            // Runs of 16 depths without a candidate are passed over at once.
+            if (c + 16 <= w - 1) {
+                if (!anyCandidateOf16(z + c)) {
+                    std::fill(current.begin() + c, current.begin() + c + 16, 0);
+                    left = 0;
+                    c += 15;
+                    continue;
+                }
+            }
+            const float v = z[c];
+            if (!(v > -1.0f && v < 1.0f)) {  // not a candidate: its depth does not truncate to 0
+                current[static_cast<std::size_t>(c)] = left = 0;
                 continue;
             }
-            if (count == 2 && found[1] < found[0]) std::swap(found[0], found[1]);
-            const std::int32_t m = parent[static_cast<std::size_t>(found[0])];
-            label[i] = m;
-            if (count == 2) {
-                const std::int32_t e = found[1];
+            const std::int32_t up = above[static_cast<std::size_t>(c)];
+            std::int32_t label;
+            if (left == 0 && up == 0) {
+                label = static_cast<std::int32_t>(parent.size());
+                parent.push_back(label);
+            } else if (left == 0 || up == 0) {
+                label = parent[static_cast<std::size_t>(left != 0 ? left : up)];
+            } else {
+                // Both neighbours labelled: the smaller label's parent m is taken, and the larger
+                // label e (with parent q) is merged into it. Equal labels merge with themselves
+                // (q = m), which changes nothing.
+                const std::int32_t first = left < up ? left : up, e = left < up ? up : left;
+                const std::int32_t m = parent[static_cast<std::size_t>(first)];
                 const std::int32_t q = parent[static_cast<std::size_t>(e)];
+                label = m;
                 if (q > m) {
                     parent[static_cast<std::size_t>(q)] = m;
                     parent[static_cast<std::size_t>(e)] = m;
@@ -105,7 +145,10 @@ std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
                     parent[static_cast<std::size_t>(m)] = q;
                 }
             }
+            current[static_cast<std::size_t>(c)] = left = label;
+            out.candidates.push_back({r, c, label});
         }
+        above.swap(current);
     }
     // Resolve every label to the root of its chain.
     for (std::size_t i = 1; i < parent.size(); ++i) {
@@ -114,36 +157,46 @@ std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
         parent[i] = p;
     }
     // Second pass: final labels and the area of each.
-    std::vector<std::int32_t> area(parent.size(), 0);
-    for (std::size_t i = 0; i < n; ++i) {
-        if (label[i] > 0) {
-            label[i] = parent[static_cast<std::size_t>(label[i])];
-            ++area[static_cast<std::size_t>(label[i])];
-        }
+    out.area.assign(parent.size(), 0);
+    for (HoleRegions::Candidate& k : out.candidates) {
+        k.label = parent[static_cast<std::size_t>(k.label)];
+        ++out.area[static_cast<std::size_t>(k.label)];
     }
-    // The label map becomes the area map.
-    for (std::size_t i = 0; i < n; ++i) {
-        label[i] = label[i] >= 3 ? area[static_cast<std::size_t>(label[i])] : 0;
-    }
-    return label;
+    return out;
+}
+
+}  // namespace
+
+std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
+    if (w <= 0 || h <= 0) return {};
+    std::vector<std::int32_t> areas(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), 0);
+    const HoleRegions regions = labelHoles(Z, w, h);
+    for (const HoleRegions::Candidate& k : regions.candidates)
+        areas[static_cast<std::size_t>(k.row) * static_cast<std::size_t>(w) + static_cast<std::size_t>(k.col)] =
+            regions.area[static_cast<std::size_t>(k.label)];
+    return areas;
 }
 
 namespace {
 
-// Class of every pixel from the area of its hole region.
-std::vector<std::uint8_t> classifyHoles(const float* Z, int w, int h, int smallArea, int largeArea) {
-    const std::vector<std::int32_t> areas = HoleRegionAreas(Z, w, h);
-    std::vector<std::uint8_t> cls(areas.size(), kNotFilled);
-    for (std::size_t i = 0; i < areas.size(); ++i) {
-        const std::int32_t a = areas[i];
-        if (a == 0) continue;
-        if (a <= smallArea) {
-            cls[i] = kSmall;
-        } else if (a < largeArea) {
-            cls[i] = kLarger;
-        }
+// First nonzero depth after a position along a row or a column, for positions visited in increasing
+// order. Filling runs in raster order, so the depths after the current pixel (to its right in its
+// row, below it in its column) are still the caller's: a search result stays valid for every later
+// position before it, and each depth is looked at about once per row or column.
+struct NextNonzero {
+    int from = -1;  // the result holds for searches starting at positions in [from, found)
+    int found = 0;  // first nonzero position after `from`, or limit + 1 when there is none
+};
+
+template <class At>
+int nextNonzero(NextNonzero& cache, int pos, int limit, At depthAt) {
+    if (cache.from < 0 || pos < cache.from || pos >= cache.found) {
+        int k = pos + 1;
+        while (k <= limit && depthAt(k) == 0.0f) ++k;
+        cache.from = pos;
+        cache.found = k;
     }
-    return cls;
+    return cache.found;
 }
 
 }  // namespace
@@ -154,7 +207,7 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     if (w < 11 || h < 11) return;  // no pixel lies inside the five-pixel margin
     const std::size_t W = static_cast<std::size_t>(w);
 
-    const std::vector<std::uint8_t> cls = classifyHoles(Z, w, h, smallArea, largeArea);
+    const HoleRegions regions = labelHoles(Z, w, h);
 
     const Level level = levelOf(mode);
     const float tol = level.tolerance, limit = level.angleLimit;
@@ -167,105 +220,111 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     const auto point = [&](std::size_t j) { return Vec3{X[j], Y[j], Z[j]}; };
     const auto inRange = [&](float z) { return z >= zMin && z <= zMax; };
 
-    for (int r = 5; r <= h - 6; ++r) {
+    // Only hole candidates can be filled: they are visited in raster order, as the whole map would be.
+    NextNonzero rightOf;
+    int rightRow = -1;
+    std::vector<NextNonzero> below(W);
+    for (const HoleRegions::Candidate& k : regions.candidates) {
+        const int r = k.row, c = k.col;
+        if (r < 5 || r > h - 6 || c < 5 || c > w - 6) continue;
+        const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(c);
+        const std::int32_t a = regions.area[static_cast<std::size_t>(k.label)];
+        const std::uint8_t cls = a <= smallArea ? kSmall : (a < largeArea ? kLarger : kNotFilled);
+        if (cls == kNotFilled) continue;
+        if (Z[i] != 0.0f) continue;
+        const float zl = Z[i - 1], zu = Z[i - W];
+        if (zl == 0.0f || zu == 0.0f || !inRange(zl) || !inRange(zu)) continue;
         const double sr = static_cast<double>(static_cast<float>(step * r) + offset + offsetY);
-        for (int c = 5; c <= w - 6; ++c) {
-            const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(c);
-            const std::uint8_t k = cls[i];
-            if (k != kSmall && k != kLarger) continue;
-            if (Z[i] != 0.0f) continue;
-            const float zl = Z[i - 1], zu = Z[i - W];
-            if (zl == 0.0f || zu == 0.0f || !inRange(zl) || !inRange(zu)) continue;
 
-            // Right and lower estimates: linear towards the first nonzero depth.
-            float zr = 0.0f, zd = 0.0f;
-            std::size_t iR = 0, iD = 0;
-            int colR = 0, rowD = 0;
-            for (int kk = 1; c + kk <= w - 2; ++kk) {
-                const float zR = Z[i + static_cast<std::size_t>(kk)];
-                if (zR != 0.0f) {
-                    zr = zl + (zR - zl) / static_cast<float>(kk + 1);
-                    iR = i + static_cast<std::size_t>(kk);
-                    colR = c + kk;
-                    break;
-                }
-            }
-            for (int kk = 1; r + kk <= h - 2; ++kk) {
-                const float zD = Z[i + static_cast<std::size_t>(kk) * W];
-                if (zD != 0.0f) {
-                    zd = zu + (zD - zu) / static_cast<float>(kk + 1);
-                    iD = i + static_cast<std::size_t>(kk) * W;
-                    rowD = r + kk;
-                    break;
-                }
-            }
-
-            // Agreement of the four depths (a missing estimate gives an infinite or NaN ratio).
-            const float drl = std::fabs(zr - zl), ddu = std::fabs(zd - zu), drd = std::fabs(zr - zd);
-            if (!(drl / zl <= tol && drl / zr <= tol && ddu / zu <= tol && ddu / zd <= tol && drd / zd <= tol &&
-                  drd / zr <= tol)) {
-                continue;
-            }
-
-            const float z = (zd + zr) * 0.5f;
-            const double sc = static_cast<double>(static_cast<float>(step * c) + offset + offsetX);
-            const float x0 = static_cast<float>((sc - engine.cx1) * engine.pixelPitch * static_cast<double>(z) / f);
-            const float y0 = static_cast<float>((sr - engine.cy1) * engine.pixelPitch * static_cast<double>(z) / f);
-
-            if (k == kLarger) {
-                if (mode < 2 || zr == 0.0f || zd == 0.0f) continue;
-                const Vec3 p0{x0, y0, z};
-                // Reference points at offsets 5, 4, 3, 2; the first with a nonzero depth wins. The
-                // first offset that falls outside the map ends that reference's search: the nearer
-                // offsets after it are not tried.
-                bool haveLeft = false, haveUp = false;
-                Vec3 A{0, 0, 0}, A1{0, 0, 0}, B{0, 0, 0}, B1{0, 0, 0}, C1{0, 0, 0}, D1{0, 0, 0};
-                for (int d = 5; d >= 2 && !haveLeft; --d) {
-                    if (c - d < 1) break;
-                    const std::size_t j = i - static_cast<std::size_t>(d);
-                    if (Z[j] != 0.0f) {
-                        haveLeft = true;
-                        A = minus(point(j), p0);
-                        A1 = minus(point(j), point(i - 1));
-                    }
-                }
-                for (int d = 5; d >= 2 && !haveUp; --d) {
-                    if (r - d < 1) break;
-                    const std::size_t j = i - static_cast<std::size_t>(d) * W;
-                    if (Z[j] != 0.0f) {
-                        haveUp = true;
-                        B = minus(point(j), p0);
-                        B1 = minus(point(j), point(i - W));
-                    }
-                }
-                for (int d = 5; d >= 2; --d) {
-                    if (rowD + d >= h) break;
-                    const std::size_t j = iD + static_cast<std::size_t>(d) * W;
-                    if (Z[j] != 0.0f) {
-                        C1 = minus(point(iD), point(j));
-                        break;
-                    }
-                }
-                for (int d = 5; d >= 2; --d) {
-                    if (colR + d >= w) break;
-                    const std::size_t j = iR + static_cast<std::size_t>(d);
-                    if (Z[j] != 0.0f) {
-                        D1 = minus(point(iR), point(j));
-                        break;
-                    }
-                }
-                if (!haveLeft || !haveUp) continue;
-                const float a1 = angleDeg(A, A1), a2 = angleDeg(B, B1);
-                const float a3 = angleDeg(D1, A), a4 = angleDeg(C1, B);
-                const bool pass = mode == 2 ? (limit > a1 && limit > a2)
-                                            : (limit > a1 || limit > a2 || limit > a3 || limit > a4);
-                if (!pass) continue;
-            }
-            Z[i] = z;
-            X[i] = x0;
-            Y[i] = y0;
-            mask[i] = true;
+        // Right and lower estimates: linear towards the first nonzero depth.
+        float zr = 0.0f, zd = 0.0f;
+        std::size_t iR = 0, iD = 0;
+        int colR = 0, rowD = 0;
+        if (r != rightRow) {
+            rightOf = NextNonzero{};
+            rightRow = r;
         }
+        const std::size_t rowStart = i - static_cast<std::size_t>(c);
+        const int cR = nextNonzero(rightOf, c, w - 2, [&](int col) { return Z[rowStart + static_cast<std::size_t>(col)]; });
+        if (cR <= w - 2) {
+            zr = zl + (Z[rowStart + static_cast<std::size_t>(cR)] - zl) / static_cast<float>(cR - c + 1);
+            iR = rowStart + static_cast<std::size_t>(cR);
+            colR = cR;
+        }
+        const int rD = nextNonzero(below[static_cast<std::size_t>(c)], r, h - 2,
+                                   [&](int row) { return Z[static_cast<std::size_t>(row) * W + static_cast<std::size_t>(c)]; });
+        if (rD <= h - 2) {
+            iD = static_cast<std::size_t>(rD) * W + static_cast<std::size_t>(c);
+            zd = zu + (Z[iD] - zu) / static_cast<float>(rD - r + 1);
+            rowD = rD;
+        }
+
+        // Agreement of the four depths (a missing estimate gives an infinite or NaN ratio).
+        const float drl = std::fabs(zr - zl), ddu = std::fabs(zd - zu), drd = std::fabs(zr - zd);
+        if (!(drl / zl <= tol && drl / zr <= tol && ddu / zu <= tol && ddu / zd <= tol && drd / zd <= tol &&
+              drd / zr <= tol)) {
+            continue;
+        }
+
+        const float z = (zd + zr) * 0.5f;
+        const double sc = static_cast<double>(static_cast<float>(step * c) + offset + offsetX);
+        const float x0 = static_cast<float>((sc - engine.cx1) * engine.pixelPitch * static_cast<double>(z) / f);
+        const float y0 = static_cast<float>((sr - engine.cy1) * engine.pixelPitch * static_cast<double>(z) / f);
+
+        if (cls == kLarger) {
+            if (mode < 2 || zr == 0.0f || zd == 0.0f) continue;
+            const Vec3 p0{x0, y0, z};
+            // Reference points at offsets 5, 4, 3, 2; the first with a nonzero depth wins. The
+            // first offset that falls outside the map ends that reference's search: the nearer
+            // offsets after it are not tried.
+            bool haveLeft = false, haveUp = false;
+            Vec3 A{0, 0, 0}, A1{0, 0, 0}, B{0, 0, 0}, B1{0, 0, 0}, C1{0, 0, 0}, D1{0, 0, 0};
+            for (int d = 5; d >= 2 && !haveLeft; --d) {
+                if (c - d < 1) break;
+                const std::size_t j = i - static_cast<std::size_t>(d);
+                if (Z[j] != 0.0f) {
+                    haveLeft = true;
+                    A = minus(point(j), p0);
+                    A1 = minus(point(j), point(i - 1));
+                }
+            }
+            for (int d = 5; d >= 2 && !haveUp; --d) {
+                if (r - d < 1) break;
+                const std::size_t j = i - static_cast<std::size_t>(d) * W;
+                if (Z[j] != 0.0f) {
+                    haveUp = true;
+                    B = minus(point(j), p0);
+                    B1 = minus(point(j), point(i - W));
+                }
+            }
+            for (int d = 5; d >= 2; --d) {
+                if (rowD + d >= h) break;
+                const std::size_t j = iD + static_cast<std::size_t>(d) * W;
+                if (Z[j] != 0.0f) {
+                    C1 = minus(point(iD), point(j));
+                    break;
+                }
+            }
+            for (int d = 5; d >= 2; --d) {
+                if (colR + d >= w) break;
+                const std::size_t j = iR + static_cast<std::size_t>(d);
+                if (Z[j] != 0.0f) {
+                    D1 = minus(point(iR), point(j));
+                    break;
+                }
+            }
+            if (!haveLeft || !haveUp) continue;
+            // The angles a1 = (A, A'), a2 = (B, B'), a3 = (D', A), a4 = (C', B), each computed only
+            // when the decision still depends on it.
+            const bool pass = mode == 2 ? (limit > angleDeg(A, A1) && limit > angleDeg(B, B1))
+                                        : (limit > angleDeg(A, A1) || limit > angleDeg(B, B1) ||
+                                           limit > angleDeg(D1, A) || limit > angleDeg(C1, B));
+            if (!pass) continue;
+        }
+        Z[i] = z;
+        X[i] = x0;
+        Y[i] = y0;
+        mask[i] = true;
     }
 }
 

@@ -25,41 +25,20 @@ struct AvxOps {
     static V vmax(V a, V b) { return _mm256_max_ps(b, a); }  // b > a ? b : a
     static V add(V a, V b) { return _mm256_add_ps(a, b); }
     static V sub(V a, V b) { return _mm256_sub_ps(a, b); }
-};
-
-template <int P>
-int columnsAvx(const float* above, const float* centre, const float* below, float* out, int w) {
-    using N8 = Network<AvxOps>;
-    const __m256 zero = _mm256_setzero_ps();
-    int c = 1;
-    for (; c + 8 <= w - 1; c += 8) {
-        const __m256 cm = _mm256_loadu_ps(centre + c);
-        const __m256 v = N8::select<P>(
-            _mm256_loadu_ps(above + c - 1), _mm256_loadu_ps(above + c), _mm256_loadu_ps(above + c + 1),
-            _mm256_loadu_ps(centre + c - 1), cm, _mm256_loadu_ps(centre + c + 1), _mm256_loadu_ps(below + c - 1),
-            _mm256_loadu_ps(below + c), _mm256_loadu_ps(below + c + 1));
-        const __m256 isZero = _mm256_cmp_ps(cm, zero, _CMP_EQ_OQ);  // +0 and -0; NaN is not zero
-        _mm256_storeu_ps(out + c, _mm256_blendv_ps(v, cm, isZero));
+    static V load(const float* p) { return _mm256_loadu_ps(p); }
+    static void store(float* p, V v) { _mm256_storeu_ps(p, v); }
+    // The centre where it is +0 or -0 (NaN is not zero), the filtered value elsewhere.
+    static V keepZeros(V centre, V v) {
+        return _mm256_blendv_ps(v, centre, _mm256_cmp_ps(centre, _mm256_setzero_ps(), _CMP_EQ_OQ));
     }
-    return c;
-}
+};
 
 }  // namespace
 
 namespace detail {
 
 int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w) {
-    switch (pos) {
-        case 0: return columnsAvx<0>(above, centre, below, out, w);
-        case 1: return columnsAvx<1>(above, centre, below, out, w);
-        case 2: return columnsAvx<2>(above, centre, below, out, w);
-        case 3: return columnsAvx<3>(above, centre, below, out, w);
-        case 4: return columnsAvx<4>(above, centre, below, out, w);
-        case 5: return columnsAvx<5>(above, centre, below, out, w);
-        case 6: return columnsAvx<6>(above, centre, below, out, w);
-        case 7: return columnsAvx<7>(above, centre, below, out, w);
-        default: return columnsAvx<8>(above, centre, below, out, w);
-    }
+    return networkColumnsAt<AvxOps>(pos, above, centre, below, out, w);
 }
 
 }  // namespace detail

@@ -21,6 +21,10 @@ namespace detail {
 // ascending position pos and returns the first column it left for the caller. Returns 1 (nothing
 // done) when the library was built for a processor family without AVX.
 int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w);
+// The same sixteen at a time with AVX-512 (MediaFilterAvx512.cpp); returns 1 where the library was
+// built without it.
+int mediaFilterColumnsAvx512(int pos, const float* above, const float* centre, const float* below, float* out,
+                             int w);
 }  // namespace detail
 
 namespace {
@@ -42,6 +46,13 @@ struct SseOps {
     static V vmax(V a, V b) { return _mm_max_ps(b, a); }
     static V add(V a, V b) { return _mm_add_ps(a, b); }
     static V sub(V a, V b) { return _mm_sub_ps(a, b); }
+    static V load(const float* p) { return _mm_loadu_ps(p); }
+    static void store(float* p, V v) { _mm_storeu_ps(p, v); }
+    // The centre where it is +0 or -0 (NaN is not zero), the filtered value elsewhere.
+    static V keepZeros(V centre, V v) {
+        const V isZero = _mm_cmpeq_ps(centre, _mm_setzero_ps());
+        return _mm_or_ps(_mm_and_ps(isZero, centre), _mm_andnot_ps(isZero, v));
+    }
 };
 #endif
 
@@ -98,6 +109,39 @@ struct Network {
         }
     }
 };
+
+// Columns 1, 2, ... of one row in whole vectors of Ops' lanes (Ops also loads, stores and keeps the
+// centre where it is 0: keepZeros(centre, filtered)), for ascending position pos; returns the first
+// column left for the caller.
+template <class Ops, int P>
+int networkColumns(const float* above, const float* centre, const float* below, float* out, int w) {
+    using V = typename Ops::V;
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 1;
+    for (; c + L <= w - 1; c += L) {
+        const V cm = Ops::load(centre + c);
+        const V v = Network<Ops>::template select<P>(
+            Ops::load(above + c - 1), Ops::load(above + c), Ops::load(above + c + 1), Ops::load(centre + c - 1), cm,
+            Ops::load(centre + c + 1), Ops::load(below + c - 1), Ops::load(below + c), Ops::load(below + c + 1));
+        Ops::store(out + c, Ops::keepZeros(cm, v));
+    }
+    return c;
+}
+
+template <class Ops>
+int networkColumnsAt(int pos, const float* above, const float* centre, const float* below, float* out, int w) {
+    switch (pos) {
+        case 0: return networkColumns<Ops, 0>(above, centre, below, out, w);
+        case 1: return networkColumns<Ops, 1>(above, centre, below, out, w);
+        case 2: return networkColumns<Ops, 2>(above, centre, below, out, w);
+        case 3: return networkColumns<Ops, 3>(above, centre, below, out, w);
+        case 4: return networkColumns<Ops, 4>(above, centre, below, out, w);
+        case 5: return networkColumns<Ops, 5>(above, centre, below, out, w);
+        case 6: return networkColumns<Ops, 6>(above, centre, below, out, w);
+        case 7: return networkColumns<Ops, 7>(above, centre, below, out, w);
+        default: return networkColumns<Ops, 8>(above, centre, below, out, w);
+    }
+}
 
 }  // namespace
 

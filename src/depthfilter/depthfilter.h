@@ -29,8 +29,10 @@ namespace depthfilter {
 // propagate through those comparisons.
 // order must be in 0 .. 8 (other values leave the map unchanged).
 void MediaFilter(const AlgoEngine& engine, float* map, int order);
-// MediaFilter without its eight-pixel AVX path (four-pixel SSE2 and scalar code only), for checking
-// that both paths agree. MediaFilter takes the AVX path where the processor has AVX.
+// MediaFilter with vectors of at most `lanes` pixels: 16 (AVX-512), 8 (AVX), 4 (SSE2) or 1 (scalar
+// code only), each where the processor has it, for checking that every path gives the same bits.
+// MediaFilter takes the widest; MediaFilterWithoutAvx is MediaFilterWithLanes(..., 4).
+void MediaFilterWithLanes(const AlgoEngine& engine, float* map, int order, int lanes);
 void MediaFilterWithoutAvx(const AlgoEngine& engine, float* map, int order);
 
 // Removes isolated points of a point map. Pixels are visited in raster order; a pixel whose `mask`

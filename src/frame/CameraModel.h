@@ -104,21 +104,8 @@ inline void undistortIterated(const Lens<double>& L, double xd, double yd, doubl
     }
 }
 
-// Inverse of the 4-term model as the colour registration (CalRGB) takes it, in float: 10 iterations
-// x = (x0 - (2 p1 x0 y0 + p2 (r2 + 2 x0 x0))) / radial(x, y), y likewise, starting at (x0, y0); the
-// tangential terms keep the distorted start point (x0, y0), only r2 and the radial factor follow the
-// iteration; r4 = r2 r2, the reciprocal of the radial factor taken once per iteration.
-inline void undistortFromStart(const Lens<float>& L, float x0, float y0, float& x, float& y) {
-    x = x0;
-    y = y0;
-    for (int it = 0; it < 10; ++it) {
-        const float r2 = x * x + y * y;
-        const float r4 = r2 * r2;
-        const float icd = 1.0f / (1.0f + L.k1 * r2 + L.k2 * r4);
-        x = (x0 - (2.0f * L.p1 * x0 * y0 + L.p2 * (r2 + 2.0f * x0 * x0))) * icd;
-        y = (y0 - (L.p1 * (r2 + 2.0f * y0 * y0) + 2.0f * L.p2 * x0 * y0)) * icd;
-    }
-}
+// The inverse of the 4-term model that the colour registration (CalRGB) uses is written for vector
+// lanes and plain floats alike in imaging/CalRGBLanes.h.
 
 // Truncates v toward zero into out when the result fits an int; false for NaN, infinities and
 // out-of-range v (tested before any conversion, whose result would be undefined).

@@ -8,14 +8,18 @@
 // Reads from the engine: the ROI size and the colour camera's K3, D3 (k1, k2, p1, p2), R3, T3.
 // Every computation is in single precision with the calibration values converted to float.
 //
-// Pass 1 (calling thread) projects every valid point into the colour image and appends its
-// transformed depth to the candidate lists of the four pixels of its footprint. Pass 2 (four row
-// bands) gives every marked pixel the mean of the candidates less than 15 depth units behind the
-// nearest one and back-projects the pixel through 10 undistortion iterations. The rows past
-// 4 * floor(h / 4) that belong to no band are done on the calling thread in the same way.
+// Pass 1 (calling thread) projects every valid point into the colour image; its transformed depth
+// is a candidate of the four pixels of its 2 x 2 footprint. Pass 2 (four row bands) gives every
+// pixel that a footprint covers the mean of the candidates less than 15 depth units behind the
+// nearest one and back-projects the pixel through 10 undistortion iterations; it also writes the
+// pixel's new mask byte and zeroes the pixels no footprint covers. The rows past 4 * floor(h / 4)
+// that belong to no band are done on the calling thread in the same way.
 //
-// The per-pixel candidate lists are kept as one compact array (counted in pass 1, then filled), and
-// every list holds its candidates in the order the points were visited, as a growable list would.
+// Candidate lists: pass 1 links every point into the list of its footprint's top-left pixel, in
+// visiting order; a pixel's candidates are the points of the lists of itself and of its left, upper
+// and upper-left neighbours, merged by visiting order: exactly the order in which a growable list
+// per pixel would have received them. The projection and the undistortion run on whole rows in
+// vectors (CalRGBLanes.h), every lane with the scalar code's operations.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -23,31 +27,66 @@
 #include <memory>
 #include <vector>
 
+#include "CalRGBLanes.h"
 #include "ImagingDetail.h"
 #include "frame/BandedWorkers.h"
 #include "imaging.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace imaging {
 
 namespace {
 
-// The colour camera's lens and its pose (camera 1's frame -> colour camera's frame), in float.
-struct ColourCamera {
-    Lens<float> lens;
-    float R[9];
-    float T[3];
-};
-
-ColourCamera colourCamera(const tagXeloraAlgoCalibrationInfo& c) {
-    ColourCamera cam;
-    cam.lens = colourLens<float>(c);
+lanes::ColourCameraF colourCamera(const tagXeloraAlgoCalibrationInfo& c) {
+    const Lens<float> lens = colourLens<float>(c);
+    lanes::ColourCameraF cam;
+    cam.fx = lens.fx;
+    cam.fy = lens.fy;
+    cam.cx = lens.cx;
+    cam.cy = lens.cy;
+    cam.k1 = lens.k1;
+    cam.k2 = lens.k2;
+    cam.p1 = lens.p1;
+    cam.p2 = lens.p2;
     for (int k = 0; k < 9; ++k) cam.R[k] = static_cast<float>(c.R3[k]);
     for (int k = 0; k < 3; ++k) cam.T[k] = static_cast<float>(c.T3[k]);
     return cam;
 }
 
-// Depth of a marked pixel from its candidates [first, last): the nearest surface wins.
+// The row kernels of one lane width: projection of a row of points and undistortion of a row of
+// pixel positions, each over whole vectors; the scalar code finishes the row.
+struct RowKernels {
+    int (*project)(const lanes::ColourCameraF&, const float*, const float*, const float*, float*, float*, float*, int);
+    int (*undistort)(const lanes::ColourCameraF&, const float*, float, float*, float*, int);
+};
+
+int projectNone(const lanes::ColourCameraF&, const float*, const float*, const float*, float*, float*, float*, int) {
+    return 0;
+}
+int undistortNone(const lanes::ColourCameraF&, const float*, float, float*, float*, int) { return 0; }
+
+typedef float Lanes4 __attribute__((vector_size(16)));  // SSE2 on every x86-64 processor
+int projectRow4(const lanes::ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zp,
+                float* u, float* v, int w) {
+    return lanes::projectRowLanes<Lanes4>(cam, X, Y, Z, zp, u, v, w);
+}
+int undistortRow4(const lanes::ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w) {
+    return lanes::undistortRowLanes<Lanes4>(cam, x0, y0, x, y, w);
+}
+
+// The widest kernels usable on this processor, not wider than `lanes` floats (1: scalar only).
+RowKernels rowKernels(int laneWidth) {
+    const num::Isa widest = num::widestIsa();
+    if (laneWidth >= 16 && widest == num::Isa::Avx512) return {lanes::projectRowAvx512, lanes::undistortRowAvx512};
+    if (laneWidth >= 8 && (widest == num::Isa::Avx512 || widest == num::Isa::Avx2))
+        return {lanes::projectRowAvx2, lanes::undistortRowAvx2};
+    if (laneWidth >= 4) return {projectRow4, undistortRow4};
+    return {projectNone, undistortNone};
+}
+
+// Depth of a covered pixel from its candidates [first, last) (at least one): the nearest surface
+// wins.
 float pixelDepth(const float* first, const float* last) {
     const std::ptrdiff_t n = last - first;
     if (n == 1) return *first;
@@ -68,102 +107,164 @@ float pixelDepth(const float* first, const float* last) {
     return sum / static_cast<float>(count);
 }
 
-}  // namespace
-
-namespace {
-
-// Both passes, with Index wide enough for every pixel index and candidate count.
+// Points linked by footprint: head[p] is the first point (in visiting order) whose footprint's
+// top-left pixel is p, next[i] the point after i in that list; kNone ends a list.
 template <class Index>
-void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin,
-                      int zMax) {
-    constexpr Index kNoFootprint = static_cast<Index>(-1);
+struct FootprintLists {
+    static constexpr Index kNone = static_cast<Index>(-1);
+    std::vector<Index> head;
+    std::unique_ptr<Index[]> next;    // written for linked points only
+    std::unique_ptr<float[]> zPrime;  // transformed depth, written for linked points only
+};
+
+// Candidates of pixel p = (c, r), merged by visiting order into out[0 .. count). `spill` takes
+// them when there are more than four; returns the array that holds them.
+template <class Index>
+const float* gatherCandidates(const FootprintLists<Index>& L, std::size_t p, std::size_t W, int c, std::size_t r,
+                              int& count, float (&out)[4], std::vector<float>& spill) {
+    constexpr Index kNone = FootprintLists<Index>::kNone;  // the largest Index: sorts last
+    Index cursor[4] = {L.head[p], c > 0 ? L.head[p - 1] : kNone, r > 0 ? L.head[p - W] : kNone,
+                       c > 0 && r > 0 ? L.head[p - W - 1] : kNone};
+    bool single = true;
+    for (Index i : cursor) single = single && (i == kNone || L.next[i] == kNone);
+    if (single) {
+        // At most one point per list: sort the four heads (a five-comparator network).
+        const auto order = [&](int a, int b) {
+            const Index lo = std::min(cursor[a], cursor[b]), hi = std::max(cursor[a], cursor[b]);
+            cursor[a] = lo;
+            cursor[b] = hi;
+        };
+        order(0, 1);
+        order(2, 3);
+        order(0, 2);
+        order(1, 3);
+        order(1, 2);
+        count = 0;
+        for (Index i : cursor)
+            if (i != kNone) out[count++] = L.zPrime[i];
+        return out;
+    }
+    int lists = 0;
+    for (Index i : cursor)
+        if (i != kNone) cursor[lists++] = i;
+    spill.clear();
+    while (lists > 0) {
+        int best = 0;
+        for (int k = 1; k < lists; ++k)
+            if (cursor[k] < cursor[best]) best = k;
+        const Index i = cursor[best];
+        spill.push_back(L.zPrime[i]);
+        cursor[best] = L.next[i];
+        if (cursor[best] == kNone) cursor[best] = cursor[--lists];
+    }
+    count = static_cast<int>(spill.size());
+    return spill.data();
+}
+
+// Both passes, with Index wide enough for every pixel index.
+template <class Index>
+void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax,
+                      const RowKernels& kernels) {
+    constexpr Index kNone = FootprintLists<Index>::kNone;
     const int w = engine.width();
     const int h = engine.height();
     const std::size_t n = engine.pixelCount();
-    const Index wi = static_cast<Index>(w);
-    const ColourCamera cam = colourCamera(engine.calib);
+    const std::size_t W = static_cast<std::size_t>(w);
+    const lanes::ColourCameraF cam = colourCamera(engine.calib);
     const float zLo = static_cast<float>(zMin);
     const float zHi = static_cast<float>(zMax);
 
-    std::vector<unsigned char> newMask(n, 0);
-    std::vector<float> zPrime(n, 0.0f);
-    std::vector<Index> footprint(n, kNoFootprint);  // index of the footprint's pixel (u, v), or none
-    std::vector<Index> listEnd(n + 1, 0);           // candidate counts, then list bounds
+    FootprintLists<Index> lists;
+    lists.head.assign(n, kNone);
+    lists.next.reset(new Index[n]);
+    lists.zPrime.reset(new float[n]);
 
-    // Pass 1: transform, project, count the candidates of every footprint pixel.
-    for (std::size_t i = 0; i < n; ++i) {
-        const float z = Z[i];
-        if (!mask[i] || !(z > zLo && z < zHi)) continue;
-        const float x = X[i], y = Y[i];
-        const float xp = cam.R[0] * x + cam.R[1] * y + cam.R[2] * z + cam.T[0];
-        const float yp = cam.R[3] * x + cam.R[4] * y + cam.R[5] * z + cam.T[1];
-        const float zp = cam.R[6] * x + cam.R[7] * y + cam.R[8] * z + cam.T[2];
-        zPrime[i] = zp;
-        const float xn = xp / zp;
-        const float yn = yp / zp;
-        float uf, vf;
-        projectPinhole(cam.lens, xn, yn, uf, vf);
-        int u, v;
-        if (!truncToInt(uf, u) || !truncToInt(vf, v)) continue;
-        if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
-        const Index p = static_cast<Index>(v) * wi + static_cast<Index>(u);
-        footprint[i] = p;
-        for (Index q : {p, p + wi, p + 1, p + wi + 1}) {
-            ++listEnd[q];
-            newMask[q] = 1;
+    // Pass 1: transform and project the points, rows and columns backwards, so that pushing each
+    // point onto the front of its list leaves every list in visiting order. A row is projected whole
+    // (the lanes do not look at the mask), then its taking part points are linked.
+    {
+        std::vector<float> rowZp(W), rowU(W), rowV(W);
+        for (int r = h - 1; r >= 0; --r) {
+            const std::size_t base = static_cast<std::size_t>(r) * W;
+            int c = kernels.project(cam, X + base, Y + base, Z + base, rowZp.data(), rowU.data(), rowV.data(), w);
+            for (; c < w; ++c)
+                lanes::projectLanes<float>(cam, X[base + c], Y[base + c], Z[base + c], rowZp[c], rowU[c], rowV[c]);
+            for (c = w - 1; c >= 0; --c) {
+                const std::size_t i = base + static_cast<std::size_t>(c);
+                const float z = Z[i];
+                if (!mask[i] || !(z > zLo && z < zHi)) continue;
+                int u, v;
+                if (!truncToInt(rowU[c], u) || !truncToInt(rowV[c], v)) continue;
+                if (u < 0 || u >= w - 1 || v < 0 || v >= h - 1) continue;
+                const std::size_t p = static_cast<std::size_t>(v) * W + static_cast<std::size_t>(u);
+                lists.zPrime[i] = rowZp[c];
+                lists.next[i] = lists.head[p];
+                lists.head[p] = static_cast<Index>(i);
+            }
         }
     }
-    // listEnd[q] = end of pixel q's list; listEnd[n] = the total.
-    for (std::size_t q = 1; q < n; ++q) listEnd[q] += listEnd[q - 1];
-    listEnd[n] = listEnd[n - 1];
 
-    // Fill the lists from the back, visiting the points in reverse: each list then holds its
-    // candidates in the order the points were visited, and listEnd[q] ends at the start of list q.
-    std::unique_ptr<float[]> candidates(new float[static_cast<std::size_t>(listEnd[n]) + 1]);
-    for (std::size_t i = n; i-- > 0;) {
-        const Index p = footprint[i];
-        if (p == kNoFootprint) continue;
-        for (Index q : {p, p + wi, p + 1, p + wi + 1}) candidates[--listEnd[q]] = zPrime[i];
-    }
-    const Index* listStart = listEnd.data();  // list q is [listStart[q], listStart[q + 1])
+    // Normalised distorted column of every pixel column, the same for every row.
+    std::vector<float> x0(W);
+    for (int c = 0; c < w; ++c) x0[static_cast<std::size_t>(c)] = (static_cast<float>(c) - cam.cx) / cam.fx;
 
-    std::fill(X, X + n, 0.0f);
-    std::fill(Y, Y + n, 0.0f);
-    std::fill(Z, Z + n, 0.0f);
-
-    // Pass 2: depth and back-projection of every marked pixel of rows [rowBegin, rowEnd).
+    // Pass 2: rows [rowBegin, rowEnd). Pass 1 no longer reads the caller's maps, so they are
+    // rewritten row by row here. The undistortion depends only on the pixel's position, so a row
+    // with covered pixels is undistorted whole.
     auto registerRows = [&](std::size_t rowBegin, std::size_t rowEnd) {
+        std::vector<float> xs(W), ys(W), spill;
+        float few[4];
+        std::vector<unsigned char> covered(W);
         for (std::size_t r = rowBegin; r < rowEnd; ++r) {
+            const std::size_t base = r * W;
+            bool any = false;
             for (int c = 0; c < w; ++c) {
-                const std::size_t p = r * static_cast<std::size_t>(w) + static_cast<std::size_t>(c);
-                if (!newMask[p]) continue;
-                const float depth = pixelDepth(candidates.get() + listStart[p], candidates.get() + listStart[p + 1]);
-                const float x0 = (static_cast<float>(c) - cam.lens.cx) / cam.lens.fx;
-                const float y0 = (static_cast<float>(r) - cam.lens.cy) / cam.lens.fy;
-                float x, y;
-                undistortFromStart(cam.lens, x0, y0, x, y);
-                X[p] = x * depth;
-                Y[p] = y * depth;
+                const std::size_t p = base + static_cast<std::size_t>(c);
+                const bool k = lists.head[p] != kNone || (c > 0 && lists.head[p - 1] != kNone) ||
+                               (r > 0 && (lists.head[p - W] != kNone || (c > 0 && lists.head[p - W - 1] != kNone)));
+                covered[static_cast<std::size_t>(c)] = k;
+                any = any || k;
+            }
+            std::fill(X + base, X + base + W, 0.0f);
+            std::fill(Y + base, Y + base + W, 0.0f);
+            std::fill(Z + base, Z + base + W, 0.0f);
+            for (int c = 0; c < w; ++c) mask[base + static_cast<std::size_t>(c)] = covered[static_cast<std::size_t>(c)] != 0;
+            if (!any) continue;
+            const float y0 = (static_cast<float>(r) - cam.cy) / cam.fy;
+            int c = kernels.undistort(cam, x0.data(), y0, xs.data(), ys.data(), w);
+            for (; c < w; ++c) lanes::undistortLanes<float>(cam, x0[c], y0, xs[c], ys[c]);
+            for (c = 0; c < w; ++c) {
+                if (!covered[static_cast<std::size_t>(c)]) continue;
+                const std::size_t p = base + static_cast<std::size_t>(c);
+                int count = 0;
+                const float* cand = gatherCandidates(lists, p, W, c, r, count, few, spill);
+                const float depth = pixelDepth(cand, cand + count);
+                X[p] = xs[c] * depth;
+                Y[p] = ys[c] * depth;
                 Z[p] = depth;
             }
         }
     };
     const std::size_t rows = static_cast<std::size_t>(h);
     runBands(bands::kColourRegistration, rows, [&](int, std::size_t begin, std::size_t end) { registerRows(begin, end); });
-
-    for (std::size_t i = 0; i < n; ++i) mask[i] = newMask[i] != 0;
 }
 
 }  // namespace
 
-void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax) {
+void CalRGBWithLanes(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax,
+                     int laneWidth) {
     const std::size_t n = engine.pixelCount();
     if (n == 0) return;
-    // 32-bit indices whenever four candidates per pixel fit.
-    if (n < (std::size_t{1} << 30))
-        registerPointMap<std::uint32_t>(engine, X, Y, Z, mask, zMin, zMax);
+    const RowKernels kernels = rowKernels(laneWidth);
+    // 32-bit indices whenever every pixel index fits.
+    if (n < (std::size_t{1} << 31))
+        registerPointMap<std::uint32_t>(engine, X, Y, Z, mask, zMin, zMax, kernels);
     else
-        registerPointMap<std::size_t>(engine, X, Y, Z, mask, zMin, zMax);
+        registerPointMap<std::size_t>(engine, X, Y, Z, mask, zMin, zMax, kernels);
+}
+
+void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax) {
+    CalRGBWithLanes(engine, X, Y, Z, mask, zMin, zMax, 16);
 }
 
 }  // namespace imaging

@@ -30,6 +30,10 @@ namespace imaging {
 // Re-samples the point map X, Y, Z, mask (w x h each, in/out) onto the colour camera's pixel grid
 // and frame (K3, D3, R3, T3 of the calibration). Only points with zMin < Z < zMax take part.
 void CalRGB(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax);
+// CalRGB with vectors of at most laneWidth floats (1: the scalar code only; 4, 8, 16: SSE2, AVX2,
+// AVX-512 where the processor has them). Every width gives the same bits; CalRGB takes the widest.
+void CalRGBWithLanes(AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int zMin, int zMax,
+                     int laneWidth);
 // Byte 0 of every 3-byte pixel of images 0..10 of srcA/srcB into the planes of dstA/dstB.
 void CalRGBFuse(const AlgoEngine& engine, unsigned char* const* srcA, unsigned char* const* srcB,
                 unsigned char* const* dstA, unsigned char* const* dstB);

@@ -4,12 +4,15 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <random>
 #include <vector>
 
 #include "stereo/StereoTestUtil.h"
 #include "XeloraAlgo.h"
 #include "depthfilter/Bilateralfilter.h"
+#include "numerics/numerics.h"
 
 TEST(Bilateralfilter, MatchesAWeightedMeanInEveryBandAndZeroesTheRest) {
     const int w = 23, h = 19;  // 8 bands of 2 rows: rows 16, 17, 18 belong to no worker
@@ -49,4 +52,80 @@ TEST(Bilateralfilter, MatchesAWeightedMeanInEveryBandAndZeroesTheRest) {
     std::vector<float> again = src;
     algo.Bilateralfilter(again.data(), mask.data(), 2, range);
     EXPECT_EQ(again, map);
+}
+
+namespace {
+
+// Bilateralfilter written plainly from its definition: per pixel, neighbours rows outer and columns
+// inner, the range weight expf((-d * d) / ((s + s) s)) times the spatial weight exp(q) narrowed to
+// float, sums in float; only the rows of the eight bands.
+std::vector<float> plainBilateral(const std::vector<float>& src, const stereotest::BoolMap& mask, int w, int h,
+                                  int sigma, float range) {
+    const int half = static_cast<int>(std::floor(1.5 * sigma));
+    std::vector<float> out(src.size(), 0.0f);
+    const int rows = 8 * (h / 8);
+    for (int r = 0; r < rows; ++r)
+        for (int c = 0; c < w; ++c) {
+            const std::size_t i = static_cast<std::size_t>(r * w + c);
+            if (!mask[i]) continue;
+            float s = 0.0f, n = 0.0f;
+            for (int di = -half; di <= half; ++di)
+                for (int dj = -half; dj <= half; ++dj) {
+                    const int rr = r + di, cc = c + dj;
+                    const std::size_t j = static_cast<std::size_t>(rr * w + cc);
+                    if (rr < 0 || rr >= h || cc < 0 || cc >= w || !mask[j]) continue;
+                    const float d = src[j] - src[i];
+                    const float wr = XELORAALGO::num::expf((-d * d) / ((range + range) * range));
+                    const int q = (di * di + dj * dj) / (-2 * sigma * sigma);
+                    const float wgt = wr * static_cast<float>(XELORAALGO::num::exp(static_cast<double>(q)));
+                    s += src[j] * wgt;
+                    n += wgt;
+                }
+            out[i] = s / n;
+        }
+    return out;
+}
+
+}  // namespace
+
+// The filter works on blocks of pixels and computes their range weights together; every pixel must
+// still come out with the bits of the plain per-pixel sums: widths around the block size and below
+// the kernel, heights with rows outside the bands, holes, NaN, infinities, signed zeros, huge and
+// subnormal values, equal neighbours (range weight 1) and neighbours far beyond the range (weight 0).
+TEST(Bilateralfilter, BlocksGiveThePlainPerPixelSumsOnAdversarialMaps) {
+    std::mt19937 rng(23);
+    std::uniform_real_distribution<float> near(499.0f, 501.0f);
+    std::uniform_int_distribution<int> pick(0, 19);
+    const float odd[] = {0.0f, -0.0f, NAN, INFINITY, -INFINITY, 1e30f, 1e-40f, 500.0f, -3.5f};
+    const struct { int w, h; } sizes[] = {{1, 8}, {2, 9}, {5, 3}, {31, 16}, {32, 8}, {33, 17}, {70, 24}};
+    int compared = 0;
+    for (const auto& size : sizes)
+        for (const int sigma : {1, 2, 3})
+            for (const float range : {0.01f, 2.0f, 300.0f}) {
+                const int w = size.w, h = size.h;
+                XELORAALGO::AlgoEngine e;
+                stereotest::setRoi(e, w, h);
+                stereotest::BoolMap mask(static_cast<std::size_t>(w * h));
+                std::vector<float> src(mask.n);
+                for (std::size_t i = 0; i < mask.n; ++i) {
+                    const int p = pick(rng);
+                    src[i] = p < 2 ? odd[static_cast<std::size_t>(pick(rng)) % 9] : p < 5 ? 500.0f : near(rng);
+                    mask[i] = p != 19 && !(w > 30 && i / static_cast<std::size_t>(w) == 3);  // holes, a hole row
+                }
+                std::vector<float> map = src;
+                XELORAALGO::depthfilter::Bilateralfilter(e, map.data(), mask.data(), sigma, range);
+                const std::vector<float> want = plainBilateral(src, mask, w, h, sigma, range);
+                for (std::size_t i = 0; i < mask.n; ++i) {
+                    std::uint32_t a, b;
+                    std::memcpy(&a, &map[i], 4);
+                    std::memcpy(&b, &want[i], 4);
+                    if (std::isnan(want[i]))
+                        EXPECT_TRUE(std::isnan(map[i])) << w << "x" << h << " s" << sigma << " r" << range << " @" << i;
+                    else
+                        EXPECT_EQ(a, b) << w << "x" << h << " s" << sigma << " r" << range << " @" << i << ": "
+                                        << map[i] << " vs " << want[i];
+                    compared += want[i] != 0.0f && std::isfinite(want[i]) ? 1 : 0;
+                }
+            }
+    EXPECT_GT(compared, 3000);  // mostly ordinary results, not only NaN and zeros
 }

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -237,4 +238,47 @@ TEST(FillingFunction, RightAndLowerEstimatesStopBeforeTheLastColumnAndRow) {
 }
 
 }  // namespace
+
+// Holes of many shapes in an integer plane: each hole pixel's right and lower estimates come from
+// the first depth found along its row and column, at every distance, while the pixels before it
+// have just been filled; on the plane every estimate is exact, so every fillable pixel must get the
+// plane's depth, and a pixel whose row or column holds no depth up to the border stays empty.
+TEST(FillingFunction, HolesOfEveryShapeInAPlaneFillWithThePlane) {
+    const int w = 48, h = 40;
+    Scene s(w, h, 1000.0, 24.0, 20.0);
+    auto plane = [](int r, int c) { return 300.0f + 2.0f * static_cast<float>(c) + 4.0f * static_cast<float>(r); };
+    s.plane(plane);
+    // A diamond, an L, a one-pixel-wide snake, single pixels, and a bar reaching the right border.
+    for (int r = 8; r <= 20; ++r)
+        for (int c = 8; c <= 22; ++c)
+            if (std::abs(r - 14) + std::abs(c - 15) <= 6) s.depth(r, c, 0.0f);
+    s.hole(24, 6, 8, 3);
+    s.hole(29, 6, 3, 12);
+    for (int c = 26; c <= 40; ++c) s.depth(8 + (c % 5), c, 0.0f);
+    s.depth(33, 30, 0.0f), s.depth(33, 32, 0.0f), s.depth(34, 31, 0.0f);
+    s.hole(18, 30, 2, w - 30);
+    std::vector<float> before = s.Z;
+    s.run(2, 10000, 20000);  // tolerance 0.2: the plane's slopes of 2 and 4 pass everywhere
+    int filled = 0;
+    for (int r = 0; r < h; ++r)
+        for (int c = 0; c < w; ++c) {
+            const std::size_t i = s.at(r, c);
+            if (before[i] != 0.0f) {
+                EXPECT_EQ(s.Z[i], before[i]) << r << "," << c;
+                continue;
+            }
+            const bool inside = r >= 5 && r <= h - 6 && c >= 5 && c <= w - 6;
+            const bool rightOpen = r >= 18 && r <= 19 && c >= 30;  // no depth to the right up to w - 2
+            if (inside && !rightOpen) {
+                ASSERT_TRUE(s.filled(r, c)) << r << "," << c;
+                EXPECT_EQ(s.Z[i], plane(r, c)) << r << "," << c;
+                EXPECT_EQ(s.X[i], s.pin(c, 0, 24.0, plane(r, c))) << r << "," << c;
+                ++filled;
+            } else {
+                EXPECT_EQ(s.Z[i], 0.0f) << r << "," << c;
+            }
+        }
+    EXPECT_GT(filled, 150);
+}
+
 }  // namespace XELORAALGO

@@ -1,12 +1,15 @@
 // Colour camera: registration of a point map (CalRGB), colour channels and previews.
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <random>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "ImagingTestUtil.h"
+#include "imaging/imaging.h"
 
 using namespace XELORAALGO;
 
@@ -162,4 +165,61 @@ TEST(ColourChannels, FuseAndPreview) {
     std::vector<unsigned char> preview(6, 99);
     algo.CalPreview(preview.data(), m1.data(), m2.data(), m3.data(), m4.data());
     EXPECT_EQ(preview, (std::vector<unsigned char>{255, 12, 0, 255, 254, 6}));
+}
+
+// The projection and the undistortion run on whole rows in 16, 8 or 4 lanes where the processor has
+// them; every width must give the scalar code's bits, also for widths that leave every kind of row
+// tail, points with NaN, infinite or zero coordinates, depths on the limits, and projections just
+// inside and outside the grid (many points per pixel: lists of every length are merged).
+TEST(CalRGB, EveryLaneWidthGivesTheScalarBits) {
+    auto cal = colourCamera(9.5, 9.25, 0.0, 0.0);
+    cal.D3[0] = -0.2, cal.D3[1] = 0.05, cal.D3[2] = 0.01, cal.D3[3] = -0.02;
+    const double a = 0.1, R[9] = {std::cos(a), 0, std::sin(a), 0, 1, 0, -std::sin(a), 0, std::cos(a)};
+    std::copy(R, R + 9, cal.R3);
+    cal.T3[0] = 0.5, cal.T3[2] = -1.0;
+    std::mt19937 rng(31);
+    std::uniform_real_distribution<float> depth(98.0f, 132.0f), unit(0.0f, 1.0f);
+    const float odd[] = {NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 100.0f, 130.0f};
+    int marked = 0;
+    for (const auto& size : {std::pair<int, int>{1, 3}, {2, 2}, {7, 5}, {17, 9}, {33, 6}, {50, 13}}) {
+        const int w = size.first, h = size.second;
+        cal.K3[2] = w / 2.0, cal.K3[5] = h / 2.0;
+        PointMap pm(w, h);
+        for (int i = 0; i < w * h; ++i) {
+            const float z = depth(rng);
+            pm.set(i, ((i % w) * 0.7f - w / 2.0f) / 9.0f * z, ((i / w) * 0.7f - h / 2.0f) / 9.0f * z, z);
+            if (unit(rng) < 0.15f) pm.X[i] = odd[rng() % 7];
+            if (unit(rng) < 0.15f) pm.Z[i] = odd[rng() % 7];
+            pm.mask[i] = unit(rng) < 0.9f;
+        }
+        AlgoEngine e;
+        e.roi = {0, 0, w, h};
+        e.calib = cal;
+        PointMap scalar = pm;
+        imaging::CalRGBWithLanes(e, scalar.X.data(), scalar.Y.data(), scalar.Z.data(),
+                                 reinterpret_cast<bool*>(scalar.mask.data()), 100, 130, 1);
+        marked += static_cast<int>(std::count(scalar.mask.begin(), scalar.mask.end(), 1));
+        for (const int lanes : {4, 8, 16}) {
+            PointMap v = pm;
+            imaging::CalRGBWithLanes(e, v.X.data(), v.Y.data(), v.Z.data(), reinterpret_cast<bool*>(v.mask.data()),
+                                     100, 130, lanes);
+            EXPECT_EQ(v.mask, scalar.mask) << w << "x" << h << " lanes " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.X.data(), scalar.X.data(), 4 * v.X.size())) << w << "x" << h << " " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.Y.data(), scalar.Y.data(), 4 * v.Y.size())) << w << "x" << h << " " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.Z.data(), scalar.Z.data(), 4 * v.Z.size())) << w << "x" << h << " " << lanes;
+        }
+        // And the scalar code is the straightforward registration where every input is finite.
+        if (w >= 17) {
+            PointMap finite = pm, ref = pm;
+            for (int i = 0; i < w * h; ++i)
+                if (!std::isfinite(finite.X[i]) || !std::isfinite(finite.Z[i])) finite.mask[i] = ref.mask[i] = 0;
+            referenceCalRGB(cal, ref, 100, 130);
+            imaging::CalRGBWithLanes(e, finite.X.data(), finite.Y.data(), finite.Z.data(),
+                                     reinterpret_cast<bool*>(finite.mask.data()), 100, 130, 16);
+            EXPECT_EQ(finite.mask, ref.mask);
+            EXPECT_EQ(finite.Z, ref.Z);
+            EXPECT_EQ(finite.X, ref.X);
+        }
+    }
+    EXPECT_GT(marked, 300);
 }

@@ -12,6 +12,7 @@
 #include <cstring>
 #include <limits>
 #include <random>
+#include <vector>
 
 #include "Kernels.h"
 #include "numerics.h"
@@ -102,6 +103,30 @@ TEST(NumericsAccuratePaths, DoubleDoubleEvaluationsRoundCorrectly) {
         mpfr_add_d(t.v, t.v, arg.lo, MPFR_RNDN);
         mpfr_atan(exact.v, t.v, MPFR_RNDN);
         ASSERT_LT(relativeError(detail::atanAccurate(arg), exact.v), 0x1p-100) << arg.hi;
+    }
+}
+
+// Arguments near 0 whose exponential lies within 2^-45 of a float midpoint or of a float: short
+// multiples of powers of two, as a filter's (-d * d) / 8 gives them (-(2j + 1) 2^-25 sits just above
+// a midpoint below 1, (2j + 1) 2^-24 just above one above 1, -k^2 2^-33 covers both), besides their
+// neighbours one unit away. expf decides most of them without its double-double path; every result
+// must still be the correctly rounded one, and the array form must agree.
+TEST(NumericsAccuratePaths, ExponentialOfShortArgumentsNearZeroRoundsCorrectly) {
+    std::vector<float> x;
+    for (int j = 0; j < (1 << 17); j += 3) x.push_back(-static_cast<float>(2 * j + 1) * 0x1p-25f);
+    for (int j = 0; j < (1 << 16); j += 3) x.push_back(static_cast<float>(2 * j + 1) * 0x1p-24f);
+    for (int k = 1; k < 4096; ++k) x.push_back(-static_cast<float>(k) * static_cast<float>(k) * 0x1p-33f);
+    const std::size_t base = x.size();
+    for (std::size_t i = 0; i < base; i += 7) {
+        x.push_back(std::nextafter(x[i], 0.0f));
+        x.push_back(std::nextafter(x[i], 2.0f * x[i]));
+    }
+    std::vector<float> array(x.size());
+    num::expf(x.data(), array.data(), x.size());
+    for (std::size_t i = 0; i < x.size(); ++i) {
+        const float want = mpfrFloat(mpfr_exp, x[i]);
+        ASSERT_EQ(num::expf(x[i]), want) << std::hexfloat << x[i];
+        ASSERT_EQ(array[i], want) << std::hexfloat << x[i];
     }
 }
 

@@ -1,0 +1,113 @@
+// The per-pixel arithmetic of CalRGB written once for a lane type V: plain float (the reference),
+// or a GCC vector of 4, 8 or 16 floats (SSE2, AVX2, AVX-512). Every lane performs exactly the float
+// operations of the scalar code, in the same order (no fused multiply-add: the library is built
+// with -ffp-contract=off), so every lane gives the scalar bits.
+//
+// Everything here has internal linkage and the header includes no standard header: the files
+// compiled for AVX2 and AVX-512 (CalRGBAvx2.cpp, CalRGBAvx512.cpp, through CalRGBIsa.inc) include it.
+#ifndef XELORAALGO_SRC_IMAGING_CALRGBLANES_H
+#define XELORAALGO_SRC_IMAGING_CALRGBLANES_H
+
+namespace XELORAALGO {
+namespace imaging {
+namespace lanes {
+
+// The colour camera in float: intrinsics (pixels), distortion k1, k2, p1, p2, and the pose R
+// (row-major), T from camera 1's frame into the colour camera's frame.
+struct ColourCameraF {
+    float fx, fy, cx, cy, k1, k2, p1, p2;
+    float R[9];
+    float T[3];
+};
+
+// The run-time dispatched forms (CalRGBAvx2.cpp, CalRGBAvx512.cpp). Each handles columns [0, w) in
+// whole vectors and returns the first column it left for the caller (0 where the library was built
+// for a processor family without these instruction sets).
+int projectRowAvx2(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
+                   float* column, float* row, int w);
+int projectRowAvx512(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
+                     float* column, float* row, int w);
+int undistortRowAvx2(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
+int undistortRowAvx512(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
+
+namespace {
+
+template <class V>
+inline V loadLanes(const float* p) {
+    V v;
+    __builtin_memcpy(&v, p, sizeof v);
+    return v;
+}
+template <class V>
+inline void storeLanes(float* p, const V& v) {
+    __builtin_memcpy(p, &v, sizeof v);
+}
+
+// Transform of (X, Y, Z) into the colour camera's frame, x = X'/Z', y = Y'/Z', and the distorted
+// pixel position (column, row): r2 = x x + y y, r4 = r2 r2, rho = 1 + k1 r2 + k2 r4,
+// column = fx (x rho + 2 p1 x y + p2 (r2 + 2 x x)) + cx, row = fy (y rho + 2 p2 x y + p1 (r2 + 2 y y)) + cy.
+template <class V>
+inline void projectLanes(const ColourCameraF& c, V X, V Y, V Z, V& zp, V& column, V& row) {
+    const V xp = c.R[0] * X + c.R[1] * Y + c.R[2] * Z + c.T[0];
+    const V yp = c.R[3] * X + c.R[4] * Y + c.R[5] * Z + c.T[1];
+    zp = c.R[6] * X + c.R[7] * Y + c.R[8] * Z + c.T[2];
+    const V x = xp / zp;
+    const V y = yp / zp;
+    const V r2 = x * x + y * y;
+    const V r4 = r2 * r2;
+    const V rho = 1.0f + c.k1 * r2 + c.k2 * r4;
+    column = c.fx * (x * rho + 2.0f * c.p1 * x * y + c.p2 * (r2 + 2.0f * x * x)) + c.cx;
+    row = c.fy * (y * rho + 2.0f * c.p2 * x * y + c.p1 * (r2 + 2.0f * y * y)) + c.cy;
+}
+
+// Ten fixed-point iterations from the distorted normalised (x0, y0): the tangential terms keep
+// (x0, y0), only r2 and the radial factor follow the estimate.
+template <class V>
+inline void undistortLanes(const ColourCameraF& c, V x0, V y0, V& x, V& y) {
+    x = x0;
+    y = y0;
+    for (int it = 0; it < 10; ++it) {
+        const V r2 = x * x + y * y;
+        const V r4 = r2 * r2;
+        const V icd = 1.0f / (1.0f + c.k1 * r2 + c.k2 * r4);
+        x = (x0 - (2.0f * c.p1 * x0 * y0 + c.p2 * (r2 + 2.0f * x0 * x0))) * icd;
+        y = (y0 - (c.p1 * (r2 + 2.0f * y0 * y0) + 2.0f * c.p2 * x0 * y0)) * icd;
+    }
+}
+
+// Whole vectors of V over columns [0, w); returns the first column not done.
+template <class V>
+inline int projectRowLanes(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
+                           float* column, float* row, int w) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 0;
+    for (; c + L <= w; c += L) {
+        V zp, u, v;
+        projectLanes<V>(cam, loadLanes<V>(X + c), loadLanes<V>(Y + c), loadLanes<V>(Z + c), zp, u, v);
+        storeLanes(zPrime + c, zp);
+        storeLanes(column + c, u);
+        storeLanes(row + c, v);
+    }
+    return c;
+}
+
+template <class V>
+inline int undistortRowLanes(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    const V y0v = V{} + y0;
+    int c = 0;
+    for (; c + L <= w; c += L) {
+        V xv, yv;
+        undistortLanes<V>(cam, loadLanes<V>(x0 + c), y0v, xv, yv);
+        storeLanes(x + c, xv);
+        storeLanes(y + c, yv);
+    }
+    return c;
+}
+
+}  // namespace
+}  // namespace lanes
+}  // namespace imaging
+}  // namespace XELORAALGO
+
+#endif
