@@ -48,7 +48,31 @@ float sinCosAccurate(float x, bool cosine) {
     return dd::toFloat(y);
 }
 
+namespace {
+
+// e^x for 2^-28 <= |x| <= 2^-8, where the table kernel could not decide: 1 + x is exact in double,
+// the tail x^2/2 + ... + x^6/720 carries a relative error below 2^-51 (|tail| < 2^-17) and leaves
+// out less than 2^-68, so e^x lies within 2^-67 of the exact sum s of 1 + x and the tail. The float
+// nearest to e^x is the one of s unless s lies within 2^-64 of a rounding boundary; then this
+// returns false and the series below decides. Such arguments (e^x near a float midpoint, as for x an
+// odd multiple of 2^-25 below 0) are common in filters whose arguments are short multiples of
+// powers of two.
+bool expNearZero(double x, float& out) {
+    const double tail = (x * x) * (0.5 + x * (1.0 / 6.0 + x * (1.0 / 24.0 + x * (1.0 / 120.0 + x * (1.0 / 720.0)))));
+    const DD s = dd::twoSum(1.0 + x, tail);
+    constexpr double kBound = 0x1p-64;
+    const float below = dd::toFloat(dd::fastTwoSum(s.hi, s.lo - kBound));
+    const float above = dd::toFloat(dd::fastTwoSum(s.hi, s.lo + kBound));
+    out = above;
+    return below == above;
+}
+
+}  // namespace
+
 float expAccurate(float xf) {
+    const float ax = xf < 0.0f ? -xf : xf;
+    float near;
+    if (ax >= 0x1p-28f && ax <= 0x1p-8f && expNearZero(xf, near)) return near;
     // ln2 = L1 + L2 + L3 with L1 of 44 significant bits: k * L1 is exact for |k| < 2^9 and
     // x - k * L1 is exact (multiples of 2^-44 below 1/2 in magnitude).
     constexpr double kL1 = 0x1.62e42fefa3ap-1;
