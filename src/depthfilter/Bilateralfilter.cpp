@@ -7,9 +7,11 @@
 // on return.
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "Bilateralfilter.h"
+#include "BilateralfilterLanes.h"
 #include "frame/BandedWorkers.h"
 #include "numerics/numerics.h"
 
@@ -43,6 +45,7 @@ struct Kernel {
     int w, h;
     int hy, hx;
     float rangeDenominator;
+    bool avx512;  // the inner loops sixteen columns at a time
 };
 
 // The range weight of a pair of pixels does not depend on which of the two is the centre: the
@@ -55,14 +58,14 @@ struct Kernel {
 // image or invalid.
 constexpr float kNotTaking = -1.0f;
 
-// Per-worker storage: the arguments of one row of forward weights, whether each pair takes part,
-// and the forward weights of the last hy + 1 rows (row u in slot u mod (hy + 1)), each row
+// Per-worker storage: the arguments of one row of forward weights that need expf, and the forward
+// weights of the last hy + 1 rows (row u in slot u mod (hy + 1)), each row
 // offset-major: weight (u, c) -> (u + di, c + dj) at [offset * w + c].
 class WeightRing {
 public:
     explicit WeightRing(const Kernel& k)
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
-          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_), use_(rowSize_),
+          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_), where_(rowSize_ + 16),
           ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
@@ -85,47 +88,56 @@ private:
 
     const Kernel& k_;
     std::size_t offsets_, rowSize_;
-    std::vector<float> arg_;
-    std::vector<unsigned char> use_;
+    std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
+    std::vector<std::uint32_t> where_;  // their places in the ring slot
     std::vector<float> ring_;
 };
 
 void WeightRing::computeRow(int u, int minDi) {
     const int w = k_.w;
     const int maxDi = k_.hy < k_.h - 1 - u ? k_.hy : k_.h - 1 - u;
-    if (minDi > maxDi) return;
-    const std::size_t first = minDi == 0 ? 0 : forward(minDi, -k_.hx);
-    const std::size_t last = forward(maxDi, k_.hx) + 1;
     const std::size_t rowStart = static_cast<std::size_t>(u) * static_cast<std::size_t>(w);
     const float* centre = k_.src + rowStart;
     const bool* centreMask = k_.mask + rowStart;
-    // 1. Arguments (-d * d) / ((s + s) s), d = neighbour - centre, of the pairs taking part; 0 elsewhere.
+    float* ring = ring_.data() + slot(u);
+    // 1. Every pair taking part gets its argument q = (-d * d) / ((s + s) s), d = neighbour - centre.
+    // expf(q) is 1 for -2^-25 <= q <= 0 (e^q lies above 1 - 2^-25, the midpoint below 1) and 0 for
+    // q < -104; those weights are written here, the others go to one array for expf.
+    std::size_t pending = 0;
     for (int di = minDi; di <= maxDi; ++di)
         for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
-            const std::size_t o = forward(di, dj);
-            float* arg = arg_.data() + o * static_cast<std::size_t>(w);
-            unsigned char* use = use_.data() + o * static_cast<std::size_t>(w);
+            const std::size_t o = forward(di, dj) * static_cast<std::size_t>(w);
+            float* out = ring + o;
             const int cFirst = dj < 0 ? -dj : 0;
             const int cLast = dj > 0 ? w - dj : w;
-            for (int c = 0; c < cFirst; ++c) arg[c] = 0.0f, use[c] = 0;
-            for (int c = cLast > cFirst ? cLast : cFirst; c < w; ++c) arg[c] = 0.0f, use[c] = 0;
+            for (int c = 0; c < cFirst; ++c) out[c] = kNotTaking;
+            for (int c = cLast > cFirst ? cLast : cFirst; c < w; ++c) out[c] = kNotTaking;
             const std::size_t at = rowStart + static_cast<std::size_t>(di) * static_cast<std::size_t>(w);
             const float* nv = k_.src + at;
             const bool* nm = k_.mask + at;
-            for (int c = cFirst; c < cLast; ++c) {
+            int c = cFirst;
+            if (k_.avx512 && cLast > cFirst) {
+                const std::size_t f = static_cast<std::size_t>(cFirst), g = f + static_cast<std::size_t>(dj);
+                unsigned long long count = pending;
+                c += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g, k_.rangeDenominator, 0,
+                                                      cLast - cFirst, out + f, static_cast<unsigned>(o + f),
+                                                      arg_.data(), where_.data(), count);
+                pending = static_cast<std::size_t>(count);
+            }
+            for (; c < cLast; ++c) {
                 const bool taking = centreMask[c] && nm[c + dj];
                 const float delta = nv[c + dj] - centre[c];
                 const float q = (-delta * delta) / k_.rangeDenominator;
-                arg[c] = taking ? q : 0.0f;
-                use[c] = taking;
+                const bool one = q >= -0x1p-25f, zero = q < -104.0f;
+                out[c] = taking ? (one ? 1.0f : 0.0f) : kNotTaking;
+                where_[pending] = static_cast<std::uint32_t>(o + static_cast<std::size_t>(c));
+                arg_[pending] = q;
+                pending += taking && !one && !zero;  // NaN too
             }
         }
-    // 2. Range weights, all at once; then the marks of the pairs not taking part.
-    const std::size_t begin = first * static_cast<std::size_t>(w), count = (last - first) * static_cast<std::size_t>(w);
-    float* out = ring_.data() + slot(u) + begin;
-    num::expf(arg_.data() + begin, out, count);
-    const unsigned char* use = use_.data() + begin;
-    for (std::size_t i = 0; i < count; ++i) out[i] = use[i] ? out[i] : kNotTaking;
+    // 2. The remaining range weights, all at once.
+    num::expf(arg_.data(), wr_.data(), pending);
+    for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
 }
 
 // Sums of centre row r in the documented order (rows outer, columns inner), every pixel of the row
@@ -149,7 +161,14 @@ void sumRow(const Kernel& k, const WeightRing& ring, int r, float* s, float* n) 
             const float wsv = k.ws[o];
             const int cFirst = dj < 0 ? -dj : 0;
             const int cLast = dj > 0 ? w - dj : w;
-            for (int c = cFirst; c < cLast; ++c) {
+            int c = cFirst;
+            if (k.avx512 && cLast > cFirst) {
+                const std::size_t f = static_cast<std::size_t>(cFirst);
+                c += detail::bilateralSumsAvx512(wr + (f + static_cast<std::size_t>(shift)),
+                                                 nv + (f + static_cast<std::size_t>(dj)), wsv, 0, cLast - cFirst, s + f,
+                                                 n + f);
+            }
+            for (; c < cLast; ++c) {
                 const float wrc = wr[c + shift];
                 const float wgt = wrc * wsv;
                 const float s1 = s[c] + nv[c + dj] * wgt;
@@ -188,7 +207,9 @@ void filterBand(const Kernel& k, int rowBegin, int rowEnd, float* map) {
 
 }  // namespace
 
-void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spatialSigma, float rangeSigma) {
+namespace {
+
+void filterWith(const AlgoEngine& e, float* map, const bool* mask, int spatialSigma, float rangeSigma, bool avx512) {
     const std::size_t n = e.pixelCount();
     if (n == 0) return;
     const int w = e.roi.width;
@@ -208,10 +229,31 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
-    const Kernel kernel{src.data(), mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx), rangeDenominator};
+    const Kernel kernel{src.data(), mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
+                        rangeDenominator, avx512};
     runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         filterBand(kernel, static_cast<int>(rowBegin), static_cast<int>(rowEnd), map);
     });
+}
+
+// AVX-512 is left out on Windows, whose stack keeps no 64-byte alignment for spilled registers.
+bool avx512Usable() {
+#if defined(_WIN32)
+    return false;
+#else
+    return num::isaUsable(num::Isa::Avx512);
+#endif
+}
+
+}  // namespace
+
+void Bilateralfilter(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma, float rangeSigma) {
+    filterWith(engine, map, mask, spatialSigma, rangeSigma, avx512Usable());
+}
+
+void BilateralfilterWithLanes(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma,
+                              float rangeSigma, int lanes) {
+    filterWith(engine, map, mask, spatialSigma, rangeSigma, lanes >= 16 && avx512Usable());
 }
 
 }  // namespace depthfilter

@@ -1,0 +1,118 @@
+// Bilateralfilter's inner loops, sixteen pixels at a time with AVX-512 (chosen at run time where
+// the processor has it).
+//
+// Inputs:  rows of the unfiltered copy and of the mask, the forward weights of the worker's ring
+//          (all owned by Bilateralfilter); Outputs: weights, arguments and sums in Bilateralfilter's
+//          buffers, with the bits of its scalar loops (see BilateralfilterLanes.h).
+// This file is compiled for AVX-512 and must not include any standard header.
+#if defined(__GNUC__) && defined(__x86_64__) && !defined(_WIN32)
+
+#pragma GCC push_options
+#pragma GCC target("avx512f")
+#include <immintrin.h>
+
+#include "BilateralfilterLanes.h"
+
+namespace XELORAALGO {
+namespace depthfilter {
+namespace detail {
+
+namespace {
+
+// Lanes whose bool is true.
+__mmask16 trueLanes(const bool* b) {
+    const __m512i wide = _mm512_maskz_cvtepu8_epi32(0xffff, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b)));
+    return _mm512_test_epi32_mask(wide, wide);
+}
+
+// -v (the sign bit flipped, NaN too).
+__m512 negated(__m512 v, __m512i sign) {
+    return _mm512_castsi512_ps(_mm512_xor_si512(_mm512_castps_si512(v), sign));
+}
+
+// r = a op b with the NaN the scalar loops give: where a is NaN, a made quiet (the first operand's
+// NaN wins; the compiler may swap the operands of the vector operation).
+__m512 firstNaN(__m512 a, __m512 r) {
+    const __mmask16 nan = _mm512_cmp_ps_mask(a, a, _CMP_UNORD_Q);
+    if (!nan) return r;
+    const __m512 quiet = _mm512_castsi512_ps(_mm512_or_si512(_mm512_castps_si512(a), _mm512_set1_epi32(0x00400000)));
+    return _mm512_mask_mov_ps(r, nan, quiet);
+}
+
+}  // namespace
+
+int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
+                             const bool* neighbourMask, float denominator, int cFirst, int cLast, float* out,
+                             unsigned base, float* args, unsigned* where, unsigned long long& pending) {
+    const __m512 denom = _mm512_set1_ps(denominator);
+    const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
+    const __m512 oneBound = _mm512_set1_ps(-0x1p-25f), zeroBound = _mm512_set1_ps(-104.0f);
+    const __m512 one = _mm512_set1_ps(1.0f), notTaking = _mm512_set1_ps(-1.0f);
+    const __m512i step = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
+    unsigned long long count = pending;
+    int c = cFirst;
+    for (; c + 16 <= cLast; c += 16) {
+        const __mmask16 taking = trueLanes(centreMask + c) & trueLanes(neighbourMask + c);
+        const __m512 delta = _mm512_sub_ps(_mm512_loadu_ps(neighbour + c), _mm512_loadu_ps(centre + c));
+        const __m512 minus = negated(delta, sign);
+        const __m512 q = _mm512_div_ps(firstNaN(minus, _mm512_mul_ps(minus, delta)), denom);
+        const __mmask16 isOne = _mm512_cmp_ps_mask(q, oneBound, _CMP_GE_OQ);
+        const __mmask16 isZero = _mm512_cmp_ps_mask(q, zeroBound, _CMP_LT_OQ);
+        const __m512 known = _mm512_maskz_mov_ps(isOne, one);
+        _mm512_storeu_ps(out + c, _mm512_mask_blend_ps(taking, notTaking, known));
+        const __mmask16 need = static_cast<__mmask16>(taking & ~isOne & ~isZero);
+        // Packed in registers and stored whole (a masked packing store is slow); the lanes past the
+        // packed ones are overwritten by the next block or left unread.
+        _mm512_storeu_ps(args + count, _mm512_maskz_compress_ps(need, q));
+        const __m512i at = _mm512_add_epi32(_mm512_set1_epi32(static_cast<int>(base + static_cast<unsigned>(c))), step);
+        _mm512_storeu_si512(where + count, _mm512_maskz_compress_epi32(need, at));
+        count += static_cast<unsigned long long>(__builtin_popcount(need));
+    }
+    pending = count;
+    return c;
+}
+
+int bilateralSumsAvx512(const float* weights, const float* neighbours, float spatial, int cFirst, int cLast,
+                        float* s, float* n) {
+    const __m512 ws = _mm512_set1_ps(spatial), notTaking = _mm512_set1_ps(-1.0f);
+    int c = cFirst;
+    for (; c + 16 <= cLast; c += 16) {
+        const __m512 wr = _mm512_loadu_ps(weights + c);
+        const __m512 wgt = _mm512_mul_ps(wr, ws);
+        const __mmask16 use = _mm512_cmp_ps_mask(wr, notTaking, _CMP_NEQ_UQ);  // NaN takes part
+        const __m512 sc = _mm512_loadu_ps(s + c), nc = _mm512_loadu_ps(n + c);
+        const __m512 v = _mm512_loadu_ps(neighbours + c);
+        const __m512 term = firstNaN(v, _mm512_mul_ps(v, wgt));
+        const __m512 s1 = firstNaN(term, _mm512_add_ps(term, sc));
+        const __m512 n1 = firstNaN(wgt, _mm512_add_ps(wgt, nc));
+        _mm512_storeu_ps(s + c, _mm512_mask_blend_ps(use, sc, s1));
+        _mm512_storeu_ps(n + c, _mm512_mask_blend_ps(use, nc, n1));
+    }
+    return c;
+}
+
+}  // namespace detail
+}  // namespace depthfilter
+}  // namespace XELORAALGO
+
+#pragma GCC pop_options
+
+#else  // no AVX-512 here (another processor family, or Windows, whose stack keeps no 64-byte alignment)
+
+#include "BilateralfilterLanes.h"
+
+namespace XELORAALGO {
+namespace depthfilter {
+namespace detail {
+
+int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int cFirst, int, float*,
+                             unsigned, float*, unsigned*, unsigned long long&) {
+    return cFirst;
+}
+int bilateralSumsAvx512(const float*, const float*, float, int cFirst, int, float*, float*) { return cFirst; }
+
+}  // namespace detail
+}  // namespace depthfilter
+}  // namespace XELORAALGO
+
+#endif
