@@ -65,7 +65,8 @@ class WeightRing {
 public:
     explicit WeightRing(const Kernel& k)
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
-          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_), where_(rowSize_ + 16),
+          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
+          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
           ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
@@ -89,7 +90,8 @@ private:
     const Kernel& k_;
     std::size_t offsets_, rowSize_;
     std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
-    std::vector<std::uint32_t> where_;  // their places in the ring slot
+    std::vector<std::uint32_t> where_;  // their places in the ring slot (plain loops)
+    std::vector<unsigned short> packed_;  // their lanes in each block of 16 columns (AVX-512)
     std::vector<float> ring_;
 };
 
@@ -103,7 +105,7 @@ void WeightRing::computeRow(int u, int minDi) {
     // 1. Every pair taking part gets its argument q = (-d * d) / ((s + s) s), d = neighbour - centre.
     // expf(q) is 1 for -2^-25 <= q <= 0 (e^q lies above 1 - 2^-25, the midpoint below 1) and 0 for
     // q < -104; those weights are written here, the others go to one array for expf.
-    std::size_t pending = 0;
+    std::size_t pending = 0, blocks = 0;
     for (int di = minDi; di <= maxDi; ++di)
         for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
             const std::size_t o = forward(di, dj) * static_cast<std::size_t>(w);
@@ -115,16 +117,17 @@ void WeightRing::computeRow(int u, int minDi) {
             const std::size_t at = rowStart + static_cast<std::size_t>(di) * static_cast<std::size_t>(w);
             const float* nv = k_.src + at;
             const bool* nm = k_.mask + at;
-            int c = cFirst;
-            if (k_.avx512 && cLast > cFirst) {
+            if (k_.avx512) {
+                if (cLast <= cFirst) continue;
                 const std::size_t f = static_cast<std::size_t>(cFirst), g = f + static_cast<std::size_t>(dj);
                 unsigned long long count = pending;
-                c += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g, k_.rangeDenominator, 0,
-                                                      cLast - cFirst, out + f, static_cast<unsigned>(o + f),
-                                                      arg_.data(), where_.data(), count);
+                blocks += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g,
+                                                           k_.rangeDenominator, cLast - cFirst, out + f, arg_.data(),
+                                                           packed_.data() + blocks, count);
                 pending = static_cast<std::size_t>(count);
+                continue;
             }
-            for (; c < cLast; ++c) {
+            for (int c = cFirst; c < cLast; ++c) {
                 const bool taking = centreMask[c] && nm[c + dj];
                 const float delta = nv[c + dj] - centre[c];
                 const float q = (-delta * delta) / k_.rangeDenominator;
@@ -135,9 +138,24 @@ void WeightRing::computeRow(int u, int minDi) {
                 pending += taking && !one && !zero;  // NaN too
             }
         }
-    // 2. The remaining range weights, all at once.
+    // 2. The remaining range weights, all at once, then into their places.
     num::expf(arg_.data(), wr_.data(), pending);
-    for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
+    if (!k_.avx512) {
+        for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
+        return;
+    }
+    std::size_t used = 0;
+    blocks = 0;
+    for (int di = minDi; di <= maxDi; ++di)
+        for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
+            const int cFirst = dj < 0 ? -dj : 0;
+            const int count = (dj > 0 ? w - dj : w) - cFirst;
+            if (count <= 0) continue;
+            float* out = ring + forward(di, dj) * static_cast<std::size_t>(w) + static_cast<std::size_t>(cFirst);
+            used += static_cast<std::size_t>(detail::bilateralUnpackAvx512(out, count, packed_.data() + blocks,
+                                                                           wr_.data() + used));
+            blocks += static_cast<std::size_t>((count + 15) / 16);
+        }
 }
 
 // Sums of centre row r in the documented order (rows outer, columns inner), every pixel of the row

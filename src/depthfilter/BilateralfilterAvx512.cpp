@@ -42,34 +42,56 @@ __m512 firstNaN(__m512 a, __m512 r) {
 }  // namespace
 
 int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                             const bool* neighbourMask, float denominator, int cFirst, int cLast, float* out,
-                             unsigned base, float* args, unsigned* where, unsigned long long& pending) {
+                             const bool* neighbourMask, float denominator, int count, float* out, float* args,
+                             unsigned short* packed, unsigned long long& pending) {
     const __m512 denom = _mm512_set1_ps(denominator);
     const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
     const __m512 oneBound = _mm512_set1_ps(-0x1p-25f), zeroBound = _mm512_set1_ps(-104.0f);
     const __m512 one = _mm512_set1_ps(1.0f), notTaking = _mm512_set1_ps(-1.0f);
-    const __m512i step = _mm512_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15);
-    unsigned long long count = pending;
-    int c = cFirst;
-    for (; c + 16 <= cLast; c += 16) {
-        const __mmask16 taking = trueLanes(centreMask + c) & trueLanes(neighbourMask + c);
-        const __m512 delta = _mm512_sub_ps(_mm512_loadu_ps(neighbour + c), _mm512_loadu_ps(centre + c));
+    unsigned long long n = pending;
+    int blocks = 0;
+    for (int c = 0; c < count; c += 16, ++blocks) {
+        const int lanes = count - c < 16 ? count - c : 16;
+        const __mmask16 inside = static_cast<__mmask16>(lanes == 16 ? 0xffff : (1u << lanes) - 1u);
+        __mmask16 taking;
+        if (lanes == 16) {
+            taking = trueLanes(centreMask + c) & trueLanes(neighbourMask + c);
+        } else {  // the last columns: the bools copied into whole blocks
+            bool a[16] = {}, b[16] = {};
+            for (int l = 0; l < lanes; ++l) a[l] = centreMask[c + l], b[l] = neighbourMask[c + l];
+            taking = trueLanes(a) & trueLanes(b);
+        }
+        const __m512 delta =
+            _mm512_sub_ps(_mm512_maskz_loadu_ps(inside, neighbour + c), _mm512_maskz_loadu_ps(inside, centre + c));
         const __m512 minus = negated(delta, sign);
         const __m512 q = _mm512_div_ps(firstNaN(minus, _mm512_mul_ps(minus, delta)), denom);
         const __mmask16 isOne = _mm512_cmp_ps_mask(q, oneBound, _CMP_GE_OQ);
         const __mmask16 isZero = _mm512_cmp_ps_mask(q, zeroBound, _CMP_LT_OQ);
         const __m512 known = _mm512_maskz_mov_ps(isOne, one);
-        _mm512_storeu_ps(out + c, _mm512_mask_blend_ps(taking, notTaking, known));
-        const __mmask16 need = static_cast<__mmask16>(taking & ~isOne & ~isZero);
+        _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_blend_ps(taking, notTaking, known));
+        const __mmask16 need = static_cast<__mmask16>(taking & ~isOne & ~isZero & inside);
         // Packed in registers and stored whole (a masked packing store is slow); the lanes past the
         // packed ones are overwritten by the next block or left unread.
-        _mm512_storeu_ps(args + count, _mm512_maskz_compress_ps(need, q));
-        const __m512i at = _mm512_add_epi32(_mm512_set1_epi32(static_cast<int>(base + static_cast<unsigned>(c))), step);
-        _mm512_storeu_si512(where + count, _mm512_maskz_compress_epi32(need, at));
-        count += static_cast<unsigned long long>(__builtin_popcount(need));
+        _mm512_storeu_ps(args + n, _mm512_maskz_compress_ps(need, q));
+        packed[blocks] = need;
+        n += static_cast<unsigned long long>(__builtin_popcount(need));
     }
-    pending = count;
-    return c;
+    pending = n;
+    return blocks;
+}
+
+int bilateralUnpackAvx512(float* out, int count, const unsigned short* packed, const float* weights) {
+    int used = 0;
+    for (int c = 0, block = 0; c < count; c += 16, ++block) {
+        const __mmask16 need = packed[block];
+        if (!need) continue;
+        const int lanes = count - c < 16 ? count - c : 16;
+        const __mmask16 inside = static_cast<__mmask16>(lanes == 16 ? 0xffff : (1u << lanes) - 1u);
+        const __m512 v = _mm512_maskz_loadu_ps(inside, out + c);
+        _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_expand_ps(v, need, _mm512_loadu_ps(weights + used)));
+        used += __builtin_popcount(need);
+    }
+    return used;
 }
 
 int bilateralSumsAvx512(const float* weights, const float* neighbours, float spatial, int cFirst, int cLast,
@@ -105,10 +127,11 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int cFirst, int, float*,
-                             unsigned, float*, unsigned*, unsigned long long&) {
-    return cFirst;
+int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int, float*, float*,
+                             unsigned short*, unsigned long long&) {
+    return 0;
 }
+int bilateralUnpackAvx512(float*, int, const unsigned short*, const float*) { return 0; }
 int bilateralSumsAvx512(const float*, const float*, float, int cFirst, int, float*, float*) { return cFirst; }
 
 }  // namespace detail
