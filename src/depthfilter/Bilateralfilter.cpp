@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "Bilateralfilter.h"
@@ -58,6 +59,14 @@ struct Kernel {
 // image or invalid.
 constexpr float kNotTaking = -1.0f;
 
+std::uint32_t bitsOf(float v) {
+    std::uint32_t b;
+    std::memcpy(&b, &v, sizeof b);
+    return b;
+}
+
+std::uint32_t cacheSlot(std::uint32_t bits) { return (bits * detail::kCacheMultiplier) >> (32 - detail::kCacheBits); }
+
 // Per-worker storage: the arguments of one row of forward weights that need expf, and the forward
 // weights of the last hy + 1 rows (row u in slot u mod (hy + 1)), each row
 // offset-major: weight (u, c) -> (u + di, c + dj) at [offset * w + c].
@@ -66,7 +75,8 @@ public:
     explicit WeightRing(const Kernel& k)
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
           rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
-          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
+          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)), cacheKeys_(std::size_t{1} << detail::kCacheBits, 0u),
+          cacheWeights_(std::size_t{1} << detail::kCacheBits),
           ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
@@ -92,6 +102,8 @@ private:
     std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
     std::vector<std::uint32_t> where_;  // their places in the ring slot (plain loops)
     std::vector<unsigned short> packed_;  // their lanes in each block of 16 columns (AVX-512)
+    std::vector<unsigned> cacheKeys_;     // the weights of the last arguments met (BilateralfilterLanes.h)
+    std::vector<float> cacheWeights_;
     std::vector<float> ring_;
 };
 
@@ -123,7 +135,8 @@ void WeightRing::computeRow(int u, int minDi) {
                 unsigned long long count = pending;
                 blocks += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g,
                                                            k_.rangeDenominator, cLast - cFirst, out + f, arg_.data(),
-                                                           packed_.data() + blocks, count);
+                                                           packed_.data() + blocks, count, cacheKeys_.data(),
+                                                           cacheWeights_.data());
                 pending = static_cast<std::size_t>(count);
                 continue;
             }
@@ -133,13 +146,23 @@ void WeightRing::computeRow(int u, int minDi) {
                 const float q = (-delta * delta) / k_.rangeDenominator;
                 const bool one = q >= -0x1p-25f, zero = q < -104.0f;
                 out[c] = taking ? (one ? 1.0f : 0.0f) : kNotTaking;
+                if (!taking || one || zero) continue;  // NaN goes on
+                const std::uint32_t bits = bitsOf(q), at = cacheSlot(bits);
+                if (cacheKeys_[at] == bits) {
+                    out[c] = cacheWeights_[at];
+                    continue;
+                }
                 where_[pending] = static_cast<std::uint32_t>(o + static_cast<std::size_t>(c));
-                arg_[pending] = q;
-                pending += taking && !one && !zero;  // NaN too
+                arg_[pending++] = q;
             }
         }
-    // 2. The remaining range weights, all at once, then into their places.
+    // 2. The remaining range weights, all at once, then into the cache and their places.
     num::expf(arg_.data(), wr_.data(), pending);
+    for (std::size_t i = 0; i < pending; ++i) {
+        const std::uint32_t bits = bitsOf(arg_[i]), at = cacheSlot(bits);
+        cacheKeys_[at] = bits;
+        cacheWeights_[at] = wr_[i];
+    }
     if (!k_.avx512) {
         for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
         return;

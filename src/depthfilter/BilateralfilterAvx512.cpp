@@ -43,7 +43,9 @@ __m512 firstNaN(__m512 a, __m512 r) {
 
 int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
                              const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending) {
+                             unsigned short* packed, unsigned long long& pending, const unsigned* cacheKeys,
+                             const float* cacheWeights) {
+    const __m512i golden = _mm512_set1_epi32(static_cast<int>(kCacheMultiplier));
     const __m512 denom = _mm512_set1_ps(denominator);
     const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
     const __m512 oneBound = _mm512_set1_ps(-0x1p-25f), zeroBound = _mm512_set1_ps(-104.0f);
@@ -67,9 +69,16 @@ int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const 
         const __m512 q = _mm512_div_ps(firstNaN(minus, _mm512_mul_ps(minus, delta)), denom);
         const __mmask16 isOne = _mm512_cmp_ps_mask(q, oneBound, _CMP_GE_OQ);
         const __mmask16 isZero = _mm512_cmp_ps_mask(q, zeroBound, _CMP_LT_OQ);
-        const __m512 known = _mm512_maskz_mov_ps(isOne, one);
+        const __mmask16 pending16 = static_cast<__mmask16>(taking & ~isOne & ~isZero & inside);
+        // The weights of arguments met before come from the cache.
+        const __m512i bits = _mm512_castps_si512(q);
+        const __m512i slot = _mm512_maskz_srli_epi32(0xffff, _mm512_mullo_epi32(bits, golden), 32 - kCacheBits);
+        const __m512i keys = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), pending16, slot, cacheKeys, 4);
+        const __mmask16 hit = _mm512_mask_cmpeq_epi32_mask(pending16, keys, bits);
+        __m512 known = _mm512_maskz_mov_ps(isOne, one);
+        if (hit) known = _mm512_mask_i32gather_ps(known, hit, slot, cacheWeights, 4);
         _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_blend_ps(taking, notTaking, known));
-        const __mmask16 need = static_cast<__mmask16>(taking & ~isOne & ~isZero & inside);
+        const __mmask16 need = static_cast<__mmask16>(pending16 & ~hit);
         // Packed in registers and stored whole (a masked packing store is slow); the lanes past the
         // packed ones are overwritten by the next block or left unread.
         _mm512_storeu_ps(args + n, _mm512_maskz_compress_ps(need, q));
@@ -128,7 +137,7 @@ namespace depthfilter {
 namespace detail {
 
 int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int, float*, float*,
-                             unsigned short*, unsigned long long&) {
+                             unsigned short*, unsigned long long&, const unsigned*, const float*) {
     return 0;
 }
 int bilateralUnpackAvx512(float*, int, const unsigned short*, const float*) { return 0; }

@@ -8,14 +8,21 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
+// Every worker keeps the range weights of the last arguments it met, in a direct-mapped cache of
+// 2^kCacheBits entries: argument bits b (never those of +0, the empty key) at slot
+// (b * kCacheMultiplier mod 2^32) >> (32 - kCacheBits), with weight expf(b) as the library computes it.
+constexpr int kCacheBits = 12;
+constexpr unsigned kCacheMultiplier = 2654435761u;
+
 // Forward pairs (centre c, neighbour c + dj) of one row and one offset, columns 0 ... count - 1
 // (all inside the image). The pairs not taking part get -1 in out[c], those whose range weight is 1
-// or 0 get it; the others append their argument to args (counted by pending, written up to 16
+// or 0 or in the cache get it; the others append their argument to args (counted by pending, written up to 16
 // elements past it), and each block of 16 columns leaves in packed[block] the lanes it appended.
 // Returns the number of blocks.
 int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
                              const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending);
+                             unsigned short* packed, unsigned long long& pending, const unsigned* cacheKeys,
+                             const float* cacheWeights);
 
 // The other way: the weights of the appended arguments, in the same order from `weights` (read up
 // to 16 elements past the last one), into their places in out[0 ... count - 1]. Returns how many
