@@ -121,6 +121,21 @@ void BM_Bilateralfilter(benchmark::State& state) {
     setRate(state, p.scene.n);
 }
 
+// The same with the plain loops (what processors without AVX-512 and Windows builds run).
+void BM_BilateralfilterPlainLoops(benchmark::State& state) {
+    Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
+    std::vector<float> work(p.scene.n);
+    for (auto _ : state) {
+        state.PauseTiming();
+        work = p.Z;
+        state.ResumeTiming();
+        depthfilter::BilateralfilterWithLanes(*p.scene.engine, work.data(), p.pointMask.data(),
+                                              static_cast<int>(state.range(2)), 2.0f, 1);
+        benchmark::DoNotOptimize(work.data());
+    }
+    setRate(state, p.scene.n);
+}
+
 // range(2): 0 without filters, 1 with the bilateral filter (sigma 2) and masked smoothing (sigma 2).
 void BM_CalPoint(benchmark::State& state) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
@@ -147,6 +162,8 @@ BENCHMARK(BM_MatchI_MatchII) SIZES->Unit(benchmark::kMillisecond)->UseRealTime()
 BENCHMARK(BM_Bilateralfilter)
     ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Args({2448, 2048, 2})->Args({2448, 2048, 4})
     ->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BilateralfilterPlainLoops)
+    ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CalPoint)
     ->Args({1280, 1024, 0})->Args({1280, 1024, 1})->Args({2448, 2048, 0})->Args({2448, 2048, 1})
     ->Unit(benchmark::kMillisecond)->UseRealTime();
