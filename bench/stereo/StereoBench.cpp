@@ -106,23 +106,8 @@ void BM_MatchI_MatchII(benchmark::State& state) {
     setRate(state, p.scene.n);
 }
 
-// range(2): spatial sigma.
-void BM_Bilateralfilter(benchmark::State& state) {
-    Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
-    std::vector<float> work(p.scene.n);
-    for (auto _ : state) {
-        state.PauseTiming();
-        work = p.Z;
-        state.ResumeTiming();
-        depthfilter::Bilateralfilter(*p.scene.engine, work.data(), p.pointMask.data(), static_cast<int>(state.range(2)),
-                                     2.0f);
-        benchmark::DoNotOptimize(work.data());
-    }
-    setRate(state, p.scene.n);
-}
-
-// The same with the plain loops (what processors without AVX-512 and Windows builds run).
-void BM_BilateralfilterPlainLoops(benchmark::State& state) {
+// range(2): spatial sigma; loops at most `lanes` pixels wide.
+void bilateral(benchmark::State& state, int lanes) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     std::vector<float> work(p.scene.n);
     for (auto _ : state) {
@@ -130,11 +115,15 @@ void BM_BilateralfilterPlainLoops(benchmark::State& state) {
         work = p.Z;
         state.ResumeTiming();
         depthfilter::BilateralfilterWithLanes(*p.scene.engine, work.data(), p.pointMask.data(),
-                                              static_cast<int>(state.range(2)), 2.0f, 1);
+                                              static_cast<int>(state.range(2)), 2.0f, lanes);
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
 }
+
+void BM_Bilateralfilter(benchmark::State& state) { bilateral(state, 16); }
+// The plain loops (what processors without AVX-512 and Windows builds run).
+void BM_BilateralfilterPlainLoops(benchmark::State& state) { bilateral(state, 1); }
 
 // range(2): 0 without filters, 1 with the bilateral filter (sigma 2) and masked smoothing (sigma 2).
 void BM_CalPoint(benchmark::State& state) {
