@@ -3,8 +3,9 @@
 // Inputs:  map (float, w x h, caller-owned, filtered in place), mask (bool, w x h, read only),
 //          spatialSigma (pixels, integer), rangeSigma (units of the map).
 // Outputs: map: valid pixels hold the filtered value, invalid pixels 0.
-// Working storage (the spatial weight table and a copy of the map) is allocated here and released
-// on return.
+// Working storage (the spatial weight table, a copy of the map and, per worker, the range weights
+// of the last hy + 1 rows of pixel pairs and a cache of 4096 range weights) is allocated here and
+// released on return.
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -75,7 +76,8 @@ public:
     explicit WeightRing(const Kernel& k)
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
           rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
-          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)), cacheKeys_(std::size_t{1} << detail::kCacheBits, 0u),
+          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
+          cacheKeys_(std::size_t{1} << detail::kCacheBits, 0u),
           cacheWeights_(std::size_t{1} << detail::kCacheBits),
           ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
 

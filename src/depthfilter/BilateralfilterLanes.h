@@ -1,6 +1,7 @@
-// The two inner loops of Bilateralfilter over a run of columns, sixteen pixels at a time with
+// The inner loops of Bilateralfilter over a run of columns, sixteen pixels at a time with
 // AVX-512 (BilateralfilterAvx512.cpp), with the same operations per pixel as the scalar loops. Where
-// the library was built without AVX-512 they do nothing (and are not called). No standard header here: the AVX-512 file includes this.
+// the library was built without AVX-512 they do nothing (and are not called). No standard header
+// here: the AVX-512 file includes this.
 #ifndef XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 #define XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 
