@@ -66,6 +66,12 @@ std::uint32_t bitsOf(float v) {
     return b;
 }
 
+float floatOf(std::uint32_t bits) {
+    float v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+}
+
 std::uint32_t cacheSlot(std::uint32_t bits) { return (bits * detail::kCacheMultiplier) >> (32 - detail::kCacheBits); }
 
 // Per-worker storage: the arguments of one row of forward weights that need expf, and the forward
@@ -77,8 +83,7 @@ public:
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
           rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
           packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
-          cacheKeys_(std::size_t{1} << detail::kCacheBits, 0u),
-          cacheWeights_(std::size_t{1} << detail::kCacheBits),
+          cache_(std::size_t{1} << detail::kCacheBits, 0u),
           ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
@@ -104,8 +109,7 @@ private:
     std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
     std::vector<std::uint32_t> where_;  // their places in the ring slot (plain loops)
     std::vector<unsigned short> packed_;  // their lanes in each block of 16 columns (AVX-512)
-    std::vector<unsigned> cacheKeys_;     // the weights of the last arguments met (BilateralfilterLanes.h)
-    std::vector<float> cacheWeights_;
+    std::vector<unsigned long long> cache_;  // the weights of the last arguments met (BilateralfilterLanes.h)
     std::vector<float> ring_;
 };
 
@@ -137,8 +141,7 @@ void WeightRing::computeRow(int u, int minDi) {
                 unsigned long long count = pending;
                 blocks += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g,
                                                            k_.rangeDenominator, cLast - cFirst, out + f, arg_.data(),
-                                                           packed_.data() + blocks, count, cacheKeys_.data(),
-                                                           cacheWeights_.data());
+                                                           packed_.data() + blocks, count, cache_.data());
                 pending = static_cast<std::size_t>(count);
                 continue;
             }
@@ -150,8 +153,8 @@ void WeightRing::computeRow(int u, int minDi) {
                 out[c] = taking ? (one ? 1.0f : 0.0f) : kNotTaking;
                 if (!taking || one || zero) continue;  // NaN goes on
                 const std::uint32_t bits = bitsOf(q), at = cacheSlot(bits);
-                if (cacheKeys_[at] == bits) {
-                    out[c] = cacheWeights_[at];
+                if (cache_[at] >> 32 == bits) {
+                    out[c] = floatOf(static_cast<std::uint32_t>(cache_[at]));
                     continue;
                 }
                 where_[pending] = static_cast<std::uint32_t>(o + static_cast<std::size_t>(c));
@@ -162,8 +165,7 @@ void WeightRing::computeRow(int u, int minDi) {
     num::expf(arg_.data(), wr_.data(), pending);
     for (std::size_t i = 0; i < pending; ++i) {
         const std::uint32_t bits = bitsOf(arg_[i]), at = cacheSlot(bits);
-        cacheKeys_[at] = bits;
-        cacheWeights_[at] = wr_[i];
+        cache_[at] = static_cast<unsigned long long>(bits) << 32 | bitsOf(wr_[i]);
     }
     if (!k_.avx512) {
         for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];

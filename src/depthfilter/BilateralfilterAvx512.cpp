@@ -39,12 +39,18 @@ __m512 firstNaN(__m512 a, __m512 r) {
     return _mm512_mask_mov_ps(r, nan, quiet);
 }
 
+// The low 32 bits of the eight 64-bit lanes of a, then those of b.
+__m512i joinHalves(__m512i a, __m512i b) {
+    return _mm512_maskz_inserti64x4(0xff, _mm512_castsi256_si512(_mm512_maskz_cvtepi64_epi32(0xff, a)),
+                                    _mm512_maskz_cvtepi64_epi32(0xff, b), 1);
+}
+
 }  // namespace
 
 int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
                              const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending, const unsigned* cacheKeys,
-                             const float* cacheWeights) {
+                             unsigned short* packed, unsigned long long& pending,
+                             const unsigned long long* cache) {
     const __m512i golden = _mm512_set1_epi32(static_cast<int>(kCacheMultiplier));
     const __m512 denom = _mm512_set1_ps(denominator);
     const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
@@ -73,10 +79,19 @@ int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const 
         // The weights of arguments met before come from the cache.
         const __m512i bits = _mm512_castps_si512(q);
         const __m512i slot = _mm512_maskz_srli_epi32(0xffff, _mm512_mullo_epi32(bits, golden), 32 - kCacheBits);
-        const __m512i keys = _mm512_mask_i32gather_epi32(_mm512_setzero_si512(), pending16, slot, cacheKeys, 4);
+        // Key and weight in one 64-bit entry: one element gathered per lane. (The zero-masked forms
+        // with every lane selected are the plain instructions; the unmasked intrinsics trip a false
+        // uninitialised-value warning of GCC 12.)
+        const __m512i slotLow = _mm512_maskz_cvtepu32_epi64(0xff, _mm512_maskz_extracti64x4_epi64(0xf, slot, 0));
+        const __m512i slotHigh = _mm512_maskz_cvtepu32_epi64(0xff, _mm512_maskz_extracti64x4_epi64(0xf, slot, 1));
+        const __m512i low = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), static_cast<__mmask8>(pending16),
+                                                        slotLow, cache, 8);
+        const __m512i high = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), static_cast<__mmask8>(pending16 >> 8),
+                                                         slotHigh, cache, 8);
+        const __m512i keys = joinHalves(_mm512_maskz_srli_epi64(0xff, low, 32), _mm512_maskz_srli_epi64(0xff, high, 32));
+        const __m512i weights = joinHalves(low, high);
         const __mmask16 hit = _mm512_mask_cmpeq_epi32_mask(pending16, keys, bits);
-        __m512 known = _mm512_maskz_mov_ps(isOne, one);
-        if (hit) known = _mm512_mask_i32gather_ps(known, hit, slot, cacheWeights, 4);
+        const __m512 known = _mm512_mask_mov_ps(_mm512_maskz_mov_ps(isOne, one), hit, _mm512_castsi512_ps(weights));
         _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_blend_ps(taking, notTaking, known));
         const __mmask16 need = static_cast<__mmask16>(pending16 & ~hit);
         // Packed in registers and stored whole (a masked packing store is slow); the lanes past the
@@ -137,7 +152,7 @@ namespace depthfilter {
 namespace detail {
 
 int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int, float*, float*,
-                             unsigned short*, unsigned long long&, const unsigned*, const float*) {
+                             unsigned short*, unsigned long long&, const unsigned long long*) {
     return 0;
 }
 int bilateralUnpackAvx512(float*, int, const unsigned short*, const float*) { return 0; }

@@ -10,8 +10,9 @@ namespace depthfilter {
 namespace detail {
 
 // Every worker keeps the range weights of the last arguments it met, in a direct-mapped cache of
-// 2^kCacheBits entries: argument bits b (never those of +0, the empty key) at slot
-// (b * kCacheMultiplier mod 2^32) >> (32 - kCacheBits), with weight expf(b) as the library computes it.
+// 2^kCacheBits 64-bit entries: argument bits b (never those of +0, the empty key) in the high half
+// of slot (b * kCacheMultiplier mod 2^32) >> (32 - kCacheBits), the bits of expf(b) as the library
+// computes it in the low half.
 constexpr int kCacheBits = 12;
 constexpr unsigned kCacheMultiplier = 2654435761u;
 
@@ -22,8 +23,8 @@ constexpr unsigned kCacheMultiplier = 2654435761u;
 // Returns the number of blocks.
 int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
                              const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending, const unsigned* cacheKeys,
-                             const float* cacheWeights);
+                             unsigned short* packed, unsigned long long& pending,
+                             const unsigned long long* cache);
 
 // The other way: the weights of the appended arguments, in the same order from `weights` (read up
 // to 16 elements past the last one), into their places in out[0 ... count - 1]. Returns how many
