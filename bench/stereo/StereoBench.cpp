@@ -113,8 +113,8 @@ void BM_MatchI_MatchII(benchmark::State& state) {
     cpu.report(state);
 }
 
-// range(2): spatial sigma.
-void BM_Bilateralfilter(benchmark::State& state) {
+// range(2): spatial sigma; loops at most `lanes` pixels wide.
+void bilateral(benchmark::State& state, int lanes) {
     Prepared& p = prepared(static_cast<int>(state.range(0)), static_cast<int>(state.range(1)));
     std::vector<float> work(p.scene.n);
     const benchcpu::ProcessCpu cpu;
@@ -122,13 +122,17 @@ void BM_Bilateralfilter(benchmark::State& state) {
         state.PauseTiming();
         work = p.Z;
         state.ResumeTiming();
-        depthfilter::Bilateralfilter(*p.scene.engine, work.data(), p.pointMask.data(), static_cast<int>(state.range(2)),
-                                     2.0f);
+        depthfilter::BilateralfilterWithLanes(*p.scene.engine, work.data(), p.pointMask.data(),
+                                              static_cast<int>(state.range(2)), 2.0f, lanes);
         benchmark::DoNotOptimize(work.data());
     }
     setRate(state, p.scene.n);
     cpu.report(state);
 }
+
+void BM_Bilateralfilter(benchmark::State& state) { bilateral(state, 16); }
+// The plain loops (what processors without AVX-512 and Windows builds run).
+void BM_BilateralfilterPlainLoops(benchmark::State& state) { bilateral(state, 1); }
 
 // range(2): 0 without filters, 1 with the bilateral filter (sigma 2) and masked smoothing (sigma 2).
 void BM_CalPoint(benchmark::State& state) {
@@ -158,6 +162,8 @@ BENCHMARK(BM_MatchI_MatchII) SIZES->Unit(benchmark::kMillisecond)->UseRealTime()
 BENCHMARK(BM_Bilateralfilter)
     ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Args({2448, 2048, 2})->Args({2448, 2048, 4})
     ->Unit(benchmark::kMillisecond)->UseRealTime();
+BENCHMARK(BM_BilateralfilterPlainLoops)
+    ->Args({1280, 1024, 2})->Args({1280, 1024, 4})->Unit(benchmark::kMillisecond)->UseRealTime();
 BENCHMARK(BM_CalPoint)
     ->Args({1280, 1024, 0})->Args({1280, 1024, 1})->Args({2448, 2048, 0})->Args({2448, 2048, 1})
     ->Unit(benchmark::kMillisecond)->UseRealTime();

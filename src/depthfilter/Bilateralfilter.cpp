@@ -3,13 +3,17 @@
 // Inputs:  map (float, w x h, caller-owned, filtered in place), mask (bool, w x h, read only),
 //          spatialSigma (pixels, integer), rangeSigma (units of the map).
 // Outputs: map: valid pixels hold the filtered value, invalid pixels 0.
-// Working storage (the spatial weight table and a copy of the map) is allocated here and released
-// on return.
+// Working storage (the spatial weight table, a copy of the map and, per worker, the range weights
+// of the last hy + 1 rows of pixel pairs and a cache of 4096 range weights) is allocated here and
+// released on return.
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <vector>
 
 #include "Bilateralfilter.h"
+#include "BilateralfilterLanes.h"
 #include "frame/BandedWorkers.h"
 #include "numerics/numerics.h"
 
@@ -41,100 +45,216 @@ struct Kernel {
     const bool* mask;
     const float* ws;
     int w, h;
-    long long hy, hx;
+    int hy, hx;
     float rangeDenominator;
-    std::size_t offsets() const { return static_cast<std::size_t>((2 * hy + 1) * (2 * hx + 1)); }
+    bool avx512;  // the inner loops sixteen columns at a time
 };
 
-// Pixels filtered together: the range weights of a block are computed in one call of the array
-// expf, then every pixel of the block accumulates its neighbours in the documented order.
-constexpr int kBlock = 32;
+// The range weight of a pair of pixels does not depend on which of the two is the centre: the
+// difference only changes sign, and (-d) * d is the same float for d and -d. So each pair is
+// weighed once, from its upper pixel (or its left one in the same row), through the "forward"
+// offsets: (0, 0), (0, 1 ... hx), then (1 ... hy, -hx ... hx), in this order. Centre p takes the
+// weight of a backward offset (di, dj) from the forward offset (-di, -dj) of its neighbour p + (di, dj).
+//
+// A weight of -1 (never a value of expf) marks a pair that does not take part: a pixel outside the
+// image or invalid.
+constexpr float kNotTaking = -1.0f;
 
-// Per-worker storage for one block: for every offset (row-major) and every pixel of the block, the
-// argument of the range weight, the weight, and whether the neighbour takes part.
-struct BlockBuffers {
-    std::vector<float> arg, wr;
-    std::vector<unsigned char> use;
-    explicit BlockBuffers(const Kernel& k)
-        : arg(k.offsets() * kBlock), wr(k.offsets() * kBlock), use(k.offsets() * kBlock) {}
+std::uint32_t bitsOf(float v) {
+    std::uint32_t b;
+    std::memcpy(&b, &v, sizeof b);
+    return b;
+}
+
+float floatOf(std::uint32_t bits) {
+    float v;
+    std::memcpy(&v, &bits, sizeof v);
+    return v;
+}
+
+std::uint32_t cacheSlot(std::uint32_t bits) { return (bits * detail::kCacheMultiplier) >> (32 - detail::kCacheBits); }
+
+// Per-worker storage: the arguments of one row of forward weights that need expf, and the forward
+// weights of the last hy + 1 rows (row u in slot u mod (hy + 1)), each row
+// offset-major: weight (u, c) -> (u + di, c + dj) at [offset * w + c].
+class WeightRing {
+public:
+    explicit WeightRing(const Kernel& k)
+        : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
+          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
+          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
+          cache_(std::size_t{1} << detail::kCacheBits, 0u),
+          ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
+
+    // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
+    std::size_t forward(int di, int dj) const {
+        return di == 0 ? static_cast<std::size_t>(dj)
+                       : static_cast<std::size_t>(k_.hx + 1 + (di - 1) * (2 * k_.hx + 1) + (dj + k_.hx));
+    }
+
+    // The weights of forward offsets with di >= minDi from row u (those whose lower pixel lies in
+    // the image).
+    void computeRow(int u, int minDi);
+
+    // Forward weights of row u, offset `index`.
+    const float* row(int u, std::size_t index) const {
+        return ring_.data() + slot(u) + index * static_cast<std::size_t>(k_.w);
+    }
+
+private:
+    std::size_t slot(int u) const { return static_cast<std::size_t>(u % (k_.hy + 1)) * rowSize_; }
+
+    const Kernel& k_;
+    std::size_t offsets_, rowSize_;
+    std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
+    std::vector<std::uint32_t> where_;  // their places in the ring slot (plain loops)
+    std::vector<unsigned short> packed_;  // their lanes in each block of 16 columns (AVX-512)
+    std::vector<unsigned long long> cache_;  // the weights of the last arguments met (BilateralfilterLanes.h)
+    std::vector<float> ring_;
 };
 
-// Filters pixels (row, col0 ... col0 + kBlock - 1) that lie in the image and are valid.
-void filterBlock(const Kernel& k, int row, int col0, BlockBuffers& b, float* map) {
-    const int count = k.w - col0 < kBlock ? k.w - col0 : kBlock;
-    const std::size_t rowStart = static_cast<std::size_t>(row) * static_cast<std::size_t>(k.w) + static_cast<std::size_t>(col0);
-    const bool* centreMask = k.mask + rowStart;
-    const float* centre = k.src + rowStart;
-    bool any = false;
-    for (int l = 0; l < count; ++l) any = any || centreMask[l];
-    if (!any) return;
-    // Lanes [lFirst, lLast) of offset column dj have their neighbour inside the image.
-    const auto lanesInside = [&](long long dj, int& lFirst, int& lLast) {
-        lFirst = static_cast<int>(-col0 - dj > 0 ? -col0 - dj : 0);
-        const long long last = k.w - col0 - dj;
-        lLast = static_cast<int>(last < count ? (last > 0 ? last : 0) : count);
-        if (lFirst > lLast) lFirst = lLast;
-    };
-    // 1. Arguments (-d * d) / ((s + s) s) of every taking part neighbour; 0 elsewhere.
+void WeightRing::computeRow(int u, int minDi) {
+    const int w = k_.w;
+    const int maxDi = k_.hy < k_.h - 1 - u ? k_.hy : k_.h - 1 - u;
+    const std::size_t rowStart = static_cast<std::size_t>(u) * static_cast<std::size_t>(w);
+    const float* centre = k_.src + rowStart;
+    const bool* centreMask = k_.mask + rowStart;
+    float* ring = ring_.data() + slot(u);
+    // 1. Every pair taking part gets its argument q = (-d * d) / ((s + s) s), d = neighbour - centre.
+    // expf(q) is 1 for -2^-25 <= q <= 0 (e^q lies above 1 - 2^-25, the midpoint below 1) and 0 for
+    // q < -104; those weights are written here, the others go to one array for expf.
+    std::size_t pending = 0, blocks = 0;
+    for (int di = minDi; di <= maxDi; ++di)
+        for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
+            const std::size_t o = forward(di, dj) * static_cast<std::size_t>(w);
+            float* out = ring + o;
+            const int cFirst = dj < 0 ? -dj : 0;
+            const int cLast = dj > 0 ? w - dj : w;
+            for (int c = 0; c < cFirst; ++c) out[c] = kNotTaking;
+            for (int c = cLast > cFirst ? cLast : cFirst; c < w; ++c) out[c] = kNotTaking;
+            const std::size_t at = rowStart + static_cast<std::size_t>(di) * static_cast<std::size_t>(w);
+            const float* nv = k_.src + at;
+            const bool* nm = k_.mask + at;
+            if (k_.avx512) {
+                if (cLast <= cFirst) continue;
+                const std::size_t f = static_cast<std::size_t>(cFirst), g = f + static_cast<std::size_t>(dj);
+                unsigned long long count = pending;
+                blocks += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g,
+                                                           k_.rangeDenominator, cLast - cFirst, out + f, arg_.data(),
+                                                           packed_.data() + blocks, count, cache_.data());
+                pending = static_cast<std::size_t>(count);
+                continue;
+            }
+            for (int c = cFirst; c < cLast; ++c) {
+                const bool taking = centreMask[c] && nm[c + dj];
+                const float delta = nv[c + dj] - centre[c];
+                const float q = (-delta * delta) / k_.rangeDenominator;
+                const bool one = q >= -0x1p-25f, zero = q < -104.0f;
+                out[c] = taking ? (one ? 1.0f : 0.0f) : kNotTaking;
+                if (!taking || one || zero) continue;  // NaN goes on
+                const std::uint32_t bits = bitsOf(q), at = cacheSlot(bits);
+                if (cache_[at] >> 32 == bits) {
+                    out[c] = floatOf(static_cast<std::uint32_t>(cache_[at]));
+                    continue;
+                }
+                where_[pending] = static_cast<std::uint32_t>(o + static_cast<std::size_t>(c));
+                arg_[pending++] = q;
+            }
+        }
+    // 2. The remaining range weights, all at once, then into the cache and their places.
+    num::expf(arg_.data(), wr_.data(), pending);
+    for (std::size_t i = 0; i < pending; ++i) {
+        const std::uint32_t bits = bitsOf(arg_[i]), at = cacheSlot(bits);
+        cache_[at] = static_cast<unsigned long long>(bits) << 32 | bitsOf(wr_[i]);
+    }
+    if (!k_.avx512) {
+        for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
+        return;
+    }
+    std::size_t used = 0;
+    blocks = 0;
+    for (int di = minDi; di <= maxDi; ++di)
+        for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
+            const int cFirst = dj < 0 ? -dj : 0;
+            const int count = (dj > 0 ? w - dj : w) - cFirst;
+            if (count <= 0) continue;
+            float* out = ring + forward(di, dj) * static_cast<std::size_t>(w) + static_cast<std::size_t>(cFirst);
+            used += static_cast<std::size_t>(detail::bilateralUnpackAvx512(out, count, packed_.data() + blocks,
+                                                                           wr_.data() + used));
+            blocks += static_cast<std::size_t>((count + 15) / 16);
+        }
+}
+
+// Sums of centre row r in the documented order (rows outer, columns inner), every pixel of the row
+// at once, into s and n (w floats each).
+void sumRow(const Kernel& k, const WeightRing& ring, int r, float* s, float* n) {
+    const int w = k.w;
+    for (int c = 0; c < w; ++c) s[c] = n[c] = 0.0f;
     std::size_t o = 0;
-    for (long long di = -k.hy; di <= k.hy; ++di) {
-        const long long nr = row + di;
-        const bool rowInside = nr >= 0 && nr < k.h;
-        for (long long dj = -k.hx; dj <= k.hx; ++dj, ++o) {
-            float* arg = b.arg.data() + o * kBlock;
-            unsigned char* use = b.use.data() + o * kBlock;
-            for (int l = 0; l < kBlock; ++l) {
-                arg[l] = 0.0f;
-                use[l] = 0;
-            }
-            if (!rowInside) continue;
-            int lFirst, lLast;
-            lanesInside(dj, lFirst, lLast);
-            const std::size_t at = static_cast<std::size_t>(nr * k.w + col0 + dj);
-            const float* nv = k.src + at;
-            const bool* nm = k.mask + at;
-            for (int l = lFirst; l < lLast; ++l) {
-                const bool taking = centreMask[l] && nm[l];
-                const float delta = nv[l] - centre[l];
-                const float q = (-delta * delta) / k.rangeDenominator;
-                arg[l] = taking ? q : 0.0f;
-                use[l] = taking;
-            }
+    for (int di = -k.hy; di <= k.hy; ++di) {
+        const int nr = r + di;
+        if (nr < 0 || nr >= k.h) {
+            o += static_cast<std::size_t>(2 * k.hx + 1);
+            continue;
         }
-    }
-    // 2. Range weights, all at once.
-    num::expf(b.arg.data(), b.wr.data(), b.arg.size());
-    // 3. Sums in the documented order (rows outer, columns inner), lane by lane.
-    float s[kBlock], nsum[kBlock];
-    for (int l = 0; l < kBlock; ++l) s[l] = nsum[l] = 0.0f;
-    o = 0;
-    for (long long di = -k.hy; di <= k.hy; ++di) {
-        const long long nr = row + di;
-        const bool rowInside = nr >= 0 && nr < k.h;
-        for (long long dj = -k.hx; dj <= k.hx; ++dj, ++o) {
-            if (!rowInside) continue;
+        const float* nv = k.src + static_cast<std::size_t>(nr) * static_cast<std::size_t>(w);
+        for (int dj = -k.hx; dj <= k.hx; ++dj, ++o) {
+            const bool forward = di > 0 || (di == 0 && dj >= 0);
+            // Weight of centre c at wr[c + shift].
+            const float* wr = forward ? ring.row(r, ring.forward(di, dj)) : ring.row(nr, ring.forward(-di, -dj));
+            const int shift = forward ? 0 : dj;
             const float wsv = k.ws[o];
-            const float* wr = b.wr.data() + o * kBlock;
-            const unsigned char* use = b.use.data() + o * kBlock;
-            int lFirst, lLast;
-            lanesInside(dj, lFirst, lLast);
-            const float* nv = k.src + static_cast<std::size_t>(nr * k.w + col0 + dj);
-            for (int l = lFirst; l < lLast; ++l) {
-                const float wgt = wr[l] * wsv;
-                const float s1 = s[l] + nv[l] * wgt;
-                const float n1 = nsum[l] + wgt;
-                s[l] = use[l] ? s1 : s[l];
-                nsum[l] = use[l] ? n1 : nsum[l];
+            const int cFirst = dj < 0 ? -dj : 0;
+            const int cLast = dj > 0 ? w - dj : w;
+            int c = cFirst;
+            if (k.avx512 && cLast > cFirst) {
+                const std::size_t f = static_cast<std::size_t>(cFirst);
+                c += detail::bilateralSumsAvx512(wr + (f + static_cast<std::size_t>(shift)),
+                                                 nv + (f + static_cast<std::size_t>(dj)), wsv, 0, cLast - cFirst, s + f,
+                                                 n + f);
+            }
+            for (; c < cLast; ++c) {
+                const float wrc = wr[c + shift];
+                const float wgt = wrc * wsv;
+                const float s1 = s[c] + nv[c + dj] * wgt;
+                const float n1 = n[c] + wgt;
+                const bool use = wrc != kNotTaking;
+                s[c] = use ? s1 : s[c];
+                n[c] = use ? n1 : n[c];
             }
         }
     }
-    for (int l = 0; l < count; ++l)
-        if (centreMask[l]) map[rowStart + static_cast<std::size_t>(l)] = s[l] / nsum[l];
+}
+
+// Rows [rowBegin, rowEnd) of map. The forward weights of the hy rows above the band are computed
+// here too (only the offsets that reach into the band), so bands stay independent.
+void filterBand(const Kernel& k, int rowBegin, int rowEnd, float* map) {
+    if (rowBegin >= rowEnd) return;
+    const std::size_t w = static_cast<std::size_t>(k.w);
+    std::vector<float> s(w), n(w);
+    if (k.hy < 0 || k.hx < 0) {  // empty kernel: no weight at all, 0 / 0
+        for (int r = rowBegin; r < rowEnd; ++r)
+            for (std::size_t c = 0, at = static_cast<std::size_t>(r) * w; c < w; ++c)
+                if (k.mask[at + c]) map[at + c] = s[c] / n[c];
+        return;
+    }
+    WeightRing ring(k);
+    const int uStart = rowBegin - k.hy > 0 ? rowBegin - k.hy : 0;
+    for (int u = uStart; u < rowEnd; ++u) {
+        ring.computeRow(u, u < rowBegin ? rowBegin - u : 0);
+        if (u < rowBegin) continue;
+        sumRow(k, ring, u, s.data(), n.data());
+        const std::size_t at = static_cast<std::size_t>(u) * w;
+        for (std::size_t c = 0; c < w; ++c)
+            if (k.mask[at + c]) map[at + c] = s[c] / n[c];
+    }
 }
 
 }  // namespace
 
-void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spatialSigma, float rangeSigma) {
+namespace {
+
+void filterWith(const AlgoEngine& e, float* map, const bool* mask, int spatialSigma, float rangeSigma, bool avx512) {
     const std::size_t n = e.pixelCount();
     if (n == 0) return;
     const int w = e.roi.width;
@@ -154,12 +274,31 @@ void Bilateralfilter(const AlgoEngine& e, float* map, const bool* mask, int spat
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
-    const Kernel kernel{src.data(), mask, ws.data(), w, h, hy, hx, rangeDenominator};
+    const Kernel kernel{src.data(), mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
+                        rangeDenominator, avx512};
     runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
-        BlockBuffers buffers(kernel);
-        for (std::size_t row = rowBegin; row < rowEnd; ++row)
-            for (int col = 0; col < w; col += kBlock) filterBlock(kernel, static_cast<int>(row), col, buffers, map);
+        filterBand(kernel, static_cast<int>(rowBegin), static_cast<int>(rowEnd), map);
     });
+}
+
+// AVX-512 is left out on Windows, whose stack keeps no 64-byte alignment for spilled registers.
+bool avx512Usable() {
+#if defined(_WIN32)
+    return false;
+#else
+    return num::isaUsable(num::Isa::Avx512);
+#endif
+}
+
+}  // namespace
+
+void Bilateralfilter(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma, float rangeSigma) {
+    filterWith(engine, map, mask, spatialSigma, rangeSigma, avx512Usable());
+}
+
+void BilateralfilterWithLanes(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma,
+                              float rangeSigma, int lanes) {
+    filterWith(engine, map, mask, spatialSigma, rangeSigma, lanes >= 16 && avx512Usable());
 }
 
 }  // namespace depthfilter

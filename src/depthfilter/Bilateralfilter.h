@@ -22,6 +22,11 @@ namespace depthfilter {
 void Bilateralfilter(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma,
                      float rangeSigma);
 
+// The same with the inner loops at most `lanes` pixels wide: 16 (AVX-512, where the processor has it)
+// or 1 (plain loops). The results are the same bits; tests compare the two.
+void BilateralfilterWithLanes(const AlgoEngine& engine, float* map, const bool* mask, int spatialSigma,
+                              float rangeSigma, int lanes);
+
 }  // namespace depthfilter
 }  // namespace XELORAALGO
 

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <cstring>
 #include <random>
+#include <string>
 #include <vector>
 
 #include "stereo/StereoTestUtil.h"
@@ -88,19 +89,31 @@ std::vector<float> plainBilateral(const std::vector<float>& src, const stereotes
 
 }  // namespace
 
-// The filter works on blocks of pixels and computes their range weights together; every pixel must
-// still come out with the bits of the plain per-pixel sums: widths around the block size and below
-// the kernel, heights with rows outside the bands, holes, NaN, infinities, signed zeros, huge and
-// subnormal values, equal neighbours (range weight 1) and neighbours far beyond the range (weight 0).
-TEST(Bilateralfilter, BlocksGiveThePlainPerPixelSumsOnAdversarialMaps) {
+namespace {
+
+std::uint32_t bitsOf(float v) {
+    std::uint32_t b;
+    std::memcpy(&b, &v, 4);
+    return b;
+}
+
+}  // namespace
+
+// Each pair's range weight is computed once and shared by its two pixels, weights 1 and 0 are
+// decided without expf, and the loops run sixteen pixels wide where the processor allows: every
+// pixel must still come out with the bits of the plain per-pixel sums, and both loop widths with the
+// same bits. Maps: widths around the lane count and below the kernel, bands of fewer
+// rows than the kernel's half size, rows outside the bands, holes, NaN of both signs, infinities,
+// signed zeros, huge and subnormal values, equal neighbours and neighbours far beyond the range.
+TEST(Bilateralfilter, SharedWeightsGiveThePlainPerPixelSumsOnAdversarialMaps) {
     std::mt19937 rng(23);
     std::uniform_real_distribution<float> near(499.0f, 501.0f);
     std::uniform_int_distribution<int> pick(0, 19);
-    const float odd[] = {0.0f, -0.0f, NAN, INFINITY, -INFINITY, 1e30f, 1e-40f, 500.0f, -3.5f};
-    const struct { int w, h; } sizes[] = {{1, 8}, {2, 9}, {5, 3}, {31, 16}, {32, 8}, {33, 17}, {70, 24}};
+    const float odd[] = {0.0f, -0.0f, NAN, -NAN, INFINITY, -INFINITY, 1e30f, 1e-40f, 500.0f, -3.5f};
+    const struct { int w, h; } sizes[] = {{1, 8}, {2, 9}, {5, 3}, {12, 45}, {16, 16}, {31, 16}, {33, 17}, {70, 24}};
     int compared = 0;
     for (const auto& size : sizes)
-        for (const int sigma : {1, 2, 3})
+        for (const int sigma : {1, 2, 3, 4, 5})
             for (const float range : {0.01f, 2.0f, 300.0f}) {
                 const int w = size.w, h = size.h;
                 XELORAALGO::AlgoEngine e;
@@ -109,23 +122,37 @@ TEST(Bilateralfilter, BlocksGiveThePlainPerPixelSumsOnAdversarialMaps) {
                 std::vector<float> src(mask.n);
                 for (std::size_t i = 0; i < mask.n; ++i) {
                     const int p = pick(rng);
-                    src[i] = p < 2 ? odd[static_cast<std::size_t>(pick(rng)) % 9] : p < 5 ? 500.0f : near(rng);
+                    src[i] = p < 2 ? odd[static_cast<std::size_t>(pick(rng)) % 10] : p < 5 ? 500.0f : near(rng);
                     mask[i] = p != 19 && !(w > 30 && i / static_cast<std::size_t>(w) == 3);  // holes, a hole row
                 }
-                std::vector<float> map = src;
-                XELORAALGO::depthfilter::Bilateralfilter(e, map.data(), mask.data(), sigma, range);
                 const std::vector<float> want = plainBilateral(src, mask, w, h, sigma, range);
+                std::vector<float> wide = src, plain = src;
+                XELORAALGO::depthfilter::BilateralfilterWithLanes(e, wide.data(), mask.data(), sigma, range, 16);
+                XELORAALGO::depthfilter::BilateralfilterWithLanes(e, plain.data(), mask.data(), sigma, range, 1);
                 for (std::size_t i = 0; i < mask.n; ++i) {
-                    std::uint32_t a, b;
-                    std::memcpy(&a, &map[i], 4);
-                    std::memcpy(&b, &want[i], 4);
-                    if (std::isnan(want[i]))
-                        EXPECT_TRUE(std::isnan(map[i])) << w << "x" << h << " s" << sigma << " r" << range << " @" << i;
+                    const std::string at = std::to_string(w) + "x" + std::to_string(h) + " s" + std::to_string(sigma) +
+                                           " r" + std::to_string(range) + " @" + std::to_string(i);
+                    // NaN's sign and payload follow the compiler's choice of operands, so only NaN-ness.
+                    if (std::isnan(plain[i]))
+                        ASSERT_TRUE(std::isnan(wide[i])) << at;
                     else
-                        EXPECT_EQ(a, b) << w << "x" << h << " s" << sigma << " r" << range << " @" << i << ": "
-                                        << map[i] << " vs " << want[i];
+                        ASSERT_EQ(bitsOf(wide[i]), bitsOf(plain[i])) << at << ": " << wide[i] << " vs " << plain[i];
+                    if (std::isnan(want[i]))
+                        EXPECT_TRUE(std::isnan(plain[i])) << at;
+                    else
+                        EXPECT_EQ(bitsOf(plain[i]), bitsOf(want[i])) << at << ": " << plain[i] << " vs " << want[i];
                     compared += want[i] != 0.0f && std::isfinite(want[i]) ? 1 : 0;
                 }
             }
-    EXPECT_GT(compared, 3000);  // mostly ordinary results, not only NaN and zeros
+    EXPECT_GT(compared, 8000);  // mostly ordinary results, not only NaN and zeros
+}
+
+// The shortcuts for weights 1 and 0 hold for the arguments at their bounds.
+TEST(Bilateralfilter, RangeWeightsOneAndZeroAtTheShortcutBounds) {
+    using XELORAALGO::num::expf;
+    EXPECT_EQ(expf(-0.0f), 1.0f);
+    EXPECT_EQ(expf(-0x1p-25f), 1.0f);
+    EXPECT_LT(expf(std::nextafter(-0x1p-25f, -1.0f)), 1.0f);
+    EXPECT_EQ(expf(std::nextafter(-104.0f, -200.0f)), 0.0f);
+    EXPECT_EQ(expf(-INFINITY), 0.0f);
 }
