@@ -7,6 +7,9 @@
 #include <immintrin.h>
 #define XELORA_ISA Avx2
 #define XELORA_LANES __m256d
+#define XELORA_GATHER(table, i) _mm256_i64gather_pd(table, (__m256i)(i), 8)
+#define XELORA_TAKE64(table, i) XELORA_GATHER(table, i)
+#define XELORA_ALL(m) (_mm256_movemask_pd((__m256d)(m)) == 0xf)
 #include "VectorIsa.inc"
 #pragma GCC pop_options
 #endif

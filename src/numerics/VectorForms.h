@@ -35,25 +35,25 @@ V loadAsDouble(const float* p) {
 }
 
 // Rounds y to out where the rounding test with bound e settles and the lane is ordinary
-// (ordinary: a mask lane of all ones); returns whether every lane was done.
-template <class V, class M>
+// (ordinary: a mask lane of all ones): one test of all lanes and one store where every lane is done
+// (the usual case); otherwise only the settled lanes are stored and reported in done. Returns
+// whether every lane was done.
+template <class Look, class V, class M>
 bool finish(V y, V e, M ordinary, float* out, bool* done) {
     using F = typename FloatsOf<V>::type;
     const F a = __builtin_convertvector(y - e, F);
     const F b = __builtin_convertvector(y + e, F);
     const F r = __builtin_convertvector(y, F);
-    bool all = true;
-    for (int l = 0; l < laneCount<V>(); ++l) {
-        done[l] = ordinary[l] != 0 && a[l] == b[l];
-        all = all && done[l];
-    }
-    if (all) {
+    const LaneBits<V> ok = __builtin_convertvector(a == b, LaneBits<V>) & (LaneBits<V>)ordinary;
+    if (Look::all(ok)) {
         __builtin_memcpy(out, &r, sizeof r);
-    } else {
-        for (int l = 0; l < laneCount<V>(); ++l)
-            if (done[l]) out[l] = r[l];
+        return true;
     }
-    return all;
+    for (int l = 0; l < laneCount<V>(); ++l) {
+        done[l] = ok[l] != 0;
+        if (done[l]) out[l] = r[l];
+    }
+    return false;
 }
 
 // out[i] = scalar(x[i]) for i < n: blocks of V's lanes through block(xv, out, done), which writes the
@@ -71,32 +71,32 @@ void unaryArray(const float* x, float* out, Size n, Block block, Scalar scalar) 
     for (; i < n; ++i) out[i] = scalar(x[i]);
 }
 
-template <class V>
+template <class V, class Look = LaneLoopLookup>
 void sinfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const V ax = xv < splat<V>(0.0) ? -xv : xv;
         // The scalar function's kernel below 2^9; the scalar function does the rest.
         const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigNarrowLimit));
         xv = ordinary ? xv : splat<V>(1.0);
-        const V y = sinCosTableV<PlainOps, false>(xv, 0u);
+        const V y = sinCosTableV<PlainOps, false, V, Look>(xv, 0u);
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        return finish(y, magnitude * kTrigMargin, ordinary, o, done);
+        return finish<Look>(y, magnitude * kTrigMargin, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
 
-template <class V>
+template <class V, class Look = LaneLoopLookup>
 void expfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv >= splat<V>(-104.0)) & (xv <= splat<V>(89.0));
         xv = ordinary ? xv : splat<V>(0.0);
-        const V y = expTableV<PlainOps>(xv);
-        return finish(y, y * kExpMargin, ordinary, o, done);
+        const V y = expTableV<PlainOps, V, Look>(xv);
+        return finish<Look>(y, y * kExpMargin, ordinary, o, done);
     };
     unaryArray<V>(x, out, n, block, [](float v) { return num::expf(v); });
 }
 
-template <class V>
+template <class V, class Look = LaneLoopLookup>
 void atan2fArray(const float* y, const float* x, float* out, Size n) {
     constexpr int L = laneCount<V>();
     const V zero = splat<V>(0.0), big = splat<V>(0x1p128);
@@ -109,14 +109,16 @@ void atan2fArray(const float* y, const float* x, float* out, Size n) {
         const V one = splat<V>(1.0);
         // For finite non-zero floats the quotient lies in [2^-277, 2^277]: clamped as the scalar does.
         const V q = (ordinary ? ay : one) / (ordinary ? ax : one);
-        const V a = atanTableV<PlainOps>(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
+        const V a = atanTableV<PlainOps, V, Look>(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
         const V flipped = kPiHi - (a - kPiLo);
         const V v = xv < zero ? flipped : a;
+        // The scalar function negates the rounded result for y < 0; rounding to nearest is symmetric,
+        // so negating first (bound included) gives the same bits.
+        const V signedV = yv < zero ? -v : v;
         bool done[L];
-        float settled[L];
-        finish(v, v * kAtanMargin, ordinary, settled, done);
-        for (int l = 0; l < L; ++l)
-            out[i + l] = done[l] ? (y[i + l] < 0.0f ? -settled[l] : settled[l]) : num::atan2f(y[i + l], x[i + l]);
+        if (!finish<Look>(signedV, signedV * kAtanMargin, ordinary, out + i, done))
+            for (int l = 0; l < L; ++l)
+                if (!done[l]) out[i + l] = num::atan2f(y[i + l], x[i + l]);
     }
     for (; i < n; ++i) out[i] = num::atan2f(y[i], x[i]);
 }
