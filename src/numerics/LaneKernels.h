@@ -89,13 +89,6 @@ struct LaneLoopLookup {
             }
         }
     }
-    // True when every lane of the mask m (all ones or zero per lane) is set.
-    template <class I>
-    static bool all(I m) {
-        for (int l = 0; l < static_cast<int>(sizeof(I) / sizeof(m[0])); ++l)
-            if (!m[l]) return false;
-        return true;
-    }
 };
 
 // The operations of the kernels: madd(a, b, c) = a * b + c, rounded twice here (every lane type)

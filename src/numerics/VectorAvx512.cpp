@@ -29,6 +29,9 @@ inline __m512d take64(const double* table, __m512i i) {
 #define XELORA_LANES __m512d
 #define XELORA_GATHER(table, i) _mm512_mask_i64gather_pd(_mm512_setzero_pd(), 0xff, (__m512i)(i), table, 8)
 #define XELORA_TAKE64(table, i) take64(table, (__m512i)(i))
+#define XELORA_WIDEN(p) _mm512_maskz_cvtps_pd(0xff, _mm256_loadu_ps(p))
+#define XELORA_NARROW(v) _mm512_maskz_cvtpd_ps(0xff, v)
+#define XELORA_ALL_FLOATS(m) (_mm256_movemask_ps((__m256)(m)) == 0xff)
 #define XELORA_ALL(m) (_mm512_test_epi64_mask((__m512i)(m), (__m512i)(m)) == 0xff)
 #include "VectorIsa.inc"
 #pragma GCC pop_options
