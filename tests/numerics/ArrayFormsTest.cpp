@@ -60,20 +60,29 @@ void forEveryLength(Check check) {
     check(4099);
 }
 
+using UnaryArray = void (*)(const float*, float*, std::size_t, num::Isa);
+
+// The array form against the scalar function on mixed inputs of every length.
+template <class Scalar>
+void checkUnary(const char* name, UnaryArray array, Scalar scalar, float lo, float hi, const std::vector<float>& specials,
+                num::Isa isa) {
+    forEveryLength([&](std::size_t n) {
+        const std::vector<float> x = mixed(n + 1, lo, hi, specials, static_cast<unsigned>(n) + name[0]);
+        std::vector<float> out(n + 1, 7.0f);
+        array(x.data() + 1, out.data() + 1, n, isa);
+        ASSERT_EQ(out[0], 7.0f) << "wrote before the output";
+        for (std::size_t i = 1; i <= n; ++i)
+            ASSERT_TRUE(same(out[i], scalar(x[i]))) << isaName(isa) << " n " << n << " " << name << "(" << std::hexfloat << x[i] << ")";
+    });
+}
+
 TEST_P(ArrayFormLanes, ExpfKeepsSpecialAndOutOfRangeLanesApart) {
     // NaN, infinities, zeros, subnormals, the ends of the kernel's range [-104, 89] and beyond
-    // them (underflow to subnormal and zero, overflow to infinity), and the largest table indices.
+    // them (underflow to subnormal and zero, overflow to infinity), and tiny arguments of both signs.
     const std::vector<float> specials = {kNaN, kInf, -kInf, 0.0f, -0.0f, 1e-40f, -1e-40f, -104.0f,
         std::nextafter(-104.0f, -kInf), 89.0f, std::nextafter(89.0f, kInf), -150.0f, -87.5f, 88.7f, 88.73f, 1000.0f,
         -1000.0f, 0x1p-30f, -0x1p-30f};
-    forEveryLength([&](std::size_t n) {
-        const std::vector<float> x = mixed(n + 1, -110.0f, 95.0f, specials, static_cast<unsigned>(n));
-        std::vector<float> out(n + 1, 7.0f);
-        num::expf(x.data() + 1, out.data() + 1, n, GetParam());
-        ASSERT_EQ(out[0], 7.0f) << "wrote before the output";
-        for (std::size_t i = 1; i <= n; ++i)
-            ASSERT_TRUE(same(out[i], num::expf(x[i]))) << isaName(GetParam()) << " n " << n << " expf(" << std::hexfloat << x[i] << ")";
-    });
+    checkUnary("expf", num::expf, [](float v) { return num::expf(v); }, -110.0f, 95.0f, specials, GetParam());
 }
 
 TEST_P(ArrayFormLanes, SinfKeepsSpecialAndOutOfRangeLanesApart) {
@@ -82,14 +91,7 @@ TEST_P(ArrayFormLanes, SinfKeepsSpecialAndOutOfRangeLanesApart) {
     const std::vector<float> specials = {kNaN, kInf, -kInf, 0.0f, -0.0f, 1e-40f, -1e-40f, 0x1p-125f,
         std::nextafter(0x1p-125f, 0.0f), -0x1p-125f, 512.0f, std::nextafter(512.0f, 0.0f), -512.0f, 1e30f, -1e30f,
         3.14159274f, -3.14159274f, 6.28318548f, 1.57079637f, 355.0f, -355.0f};
-    forEveryLength([&](std::size_t n) {
-        const std::vector<float> x = mixed(n + 1, -600.0f, 600.0f, specials, 100 + static_cast<unsigned>(n));
-        std::vector<float> out(n + 1, 7.0f);
-        num::sinf(x.data() + 1, out.data() + 1, n, GetParam());
-        ASSERT_EQ(out[0], 7.0f) << "wrote before the output";
-        for (std::size_t i = 1; i <= n; ++i)
-            ASSERT_TRUE(same(out[i], num::sinf(x[i]))) << isaName(GetParam()) << " n " << n << " sinf(" << std::hexfloat << x[i] << ")";
-    });
+    checkUnary("sinf", num::sinf, [](float v) { return num::sinf(v); }, -600.0f, 600.0f, specials, GetParam());
 }
 
 TEST_P(ArrayFormLanes, Atan2fKeepsQuadrantsSignsAndSpecialLanesApart) {
