@@ -54,7 +54,7 @@ struct PortableLanes : LaneLoopLookup {
 // (the usual case); otherwise only the settled lanes are stored and reported in done. Returns
 // whether every lane was done.
 template <class Lanes, class V, class M>
-bool finish(V y, V e, M ordinary, float* out, bool* done) {
+__attribute__((always_inline)) inline bool finish(V y, V e, M ordinary, float* out, bool* done) {
     const auto a = Lanes::narrow(y - e);
     const auto b = Lanes::narrow(y + e);
     const auto r = Lanes::narrow(y);
