@@ -63,9 +63,9 @@ template <class V>
 LaneBits<V> splatBits(unsigned long long c) { return LaneBits<V>{} + c; }
 
 // The table lookups of the kernels, lane by lane: lane l of take<V>(table, i) is table[i[l]] (every
-// such table, kSinPi32 and kExp2J64, has 64 entries), and
-// takeAtan fills c and atanC from kAtanPoints[i[l]]. The files compiled for AVX2 and AVX-512 pass a
-// policy that gathers the same entries instead (GatherLookup, VectorIsa.inc): the same bits.
+// such table, kSinPi32 and kExp2J64, has 64 entries), and takeAtan fills c and atanC from
+// kAtanPoints[i[l]]. The files compiled for AVX2 and AVX-512 pass a policy that reads the same
+// entries with permutes or gathers instead (IsaLanes, VectorIsa.inc).
 struct LaneLoopLookup {
     template <class V, class I>
     static V take(const double* table, I i) {
