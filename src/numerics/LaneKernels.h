@@ -19,12 +19,6 @@
 namespace XELORAALGO::num::detail {
 namespace {
 
-inline double lane(double v, int) { return v; }
-template <class V>
-double lane(const V& v, int i) { return v[i]; }
-inline void setLane(double& v, int, double x) { v = x; }
-template <class V>
-void setLane(V& v, int i, double x) { v[i] = x; }
 // True when every real within e of y rounds to the same float; then out is that float (with the
 // sign of a zero y kept).
 inline bool settles(double y, double e, float& out) {
@@ -46,6 +40,56 @@ template <class V>
 constexpr int laneCount() { return static_cast<int>(sizeof(V) / sizeof(double)); }
 template <class V>
 V splat(double c) { return V{} + c; }
+
+// The bits of each lane as an unsigned 64-bit integer: unsigned long long for double, a GCC vector
+// of them otherwise.
+template <class V>
+struct LaneBitsOf {
+    typedef unsigned long long type __attribute__((vector_size(sizeof(V))));
+};
+template <>
+struct LaneBitsOf<double> {
+    typedef unsigned long long type;
+};
+template <class V>
+using LaneBits = typename LaneBitsOf<V>::type;
+inline unsigned long long bitsV(double v) { return dd::bitsOf(v); }
+template <class V>
+LaneBits<V> bitsV(V v) { return (LaneBits<V>)v; }
+inline double fromBitsV(unsigned long long b, double) { return dd::fromBits(b); }
+template <class V>
+V fromBitsV(LaneBits<V> b, V) { return (V)b; }
+template <class V>
+LaneBits<V> splatBits(unsigned long long c) { return LaneBits<V>{} + c; }
+
+// The table lookups of the kernels, lane by lane: lane l of take<V>(table, i) is table[i[l]] (every
+// such table, kSinPi32 and kExp2J64, has 64 entries), and takeAtan fills c and atanC from
+// kAtanPoints[i[l]]. The files compiled for AVX2 and AVX-512 pass a policy that reads the same
+// entries with permutes or gathers instead (IsaLanes, VectorIsa.inc).
+struct LaneLoopLookup {
+    template <class V, class I>
+    static V take(const double* table, I i) {
+        if constexpr (sizeof(V) == sizeof(double)) {
+            return table[i];
+        } else {
+            V v{};
+            for (int l = 0; l < laneCount<V>(); ++l) v[l] = table[i[l]];
+            return v;
+        }
+    }
+    template <class V, class I>
+    static void takeAtan(I i, V& c, V& atanC) {
+        if constexpr (sizeof(V) == sizeof(double)) {
+            c = kAtanPoints[i].c;
+            atanC = kAtanPoints[i].atanC;
+        } else {
+            for (int l = 0; l < laneCount<V>(); ++l) {
+                c[l] = kAtanPoints[i[l]].c;
+                atanC[l] = kAtanPoints[i[l]].atanC;
+            }
+        }
+    }
+};
 
 // The operations of the kernels: madd(a, b, c) = a * b + c, rounded twice here (every lane type)
 // and once in the fused form of the scalar functions (FloatFma.cpp). The error bounds count a
@@ -101,18 +145,16 @@ V cosPolyV(V r) {
 // (b) otherwise a + r lies at least pi/32 - 0.0491 from every multiple of pi, so |y| >= 0.04905,
 //     while |sin a| + |cos a| |s| <= 1.0012: with the table entries and the last operation,
 //     |dy| <= 10.55 * 2^-53 + 2^-53 |y| + 2^-74.2 < 2^-45.24 |y|.
-template <class P, bool Wide, class V>
+template <class P, bool Wide, class V, class Look = LaneLoopLookup>
 __attribute__((always_inline)) inline V sinCosTableV(V x, unsigned shift) {
     const V t = P::madd(x, kThirtyTwoOverPi, 0x1.8p52);
     const V k = t - 0x1.8p52;
     const V r1 = P::madd(k, -kPio32P1, x);
     const V r = Wide ? P::madd(k, -kPio32P3, P::madd(k, -kPio32P2, r1)) : P::madd(k, -kPio32P23, r1);
-    V sinA{}, cosA{};
-    for (int l = 0; l < laneCount<V>(); ++l) {
-        const unsigned j = static_cast<unsigned>(dd::bitsOf(lane(t, l))) + shift;
-        setLane(sinA, l, kSinPi32[j & 63]);
-        setLane(cosA, l, kSinPi32[(j + 16) & 63]);
-    }
+    // t's bits are those of 0x1.8p52 (low 51 bits zero) plus k: the low six bits of j are k's + shift.
+    const LaneBits<V> j = bitsV(t) + static_cast<unsigned long long>(shift);
+    const V sinA = Look::template take<V>(kSinPi32, j & 63u);
+    const V cosA = Look::template take<V>(kSinPi32, (j + 16u) & 63u);
     const V z = r * r;
     const V g = cosA * r;
     const V cosASinR = P::madd(g * z, P::madd(z, P::madd(z, -1.0 / 5040.0, 1.0 / 120.0), -1.0 / 6.0), g);
@@ -131,19 +173,18 @@ constexpr double kTrigMargin = 0x1p-45;
 // at most 2^-60.4. e^r by its Taylor polynomial to r^4: truncation 0.0054152^5/120 * e^0.0055 <
 // 2^-44.54, evaluation 2^-53 + 2^-58.5; with the table entry and the last product, the relative
 // error of the result is below 2^-44.5.
-template <class P, class V>
+template <class P, class V, class Look = LaneLoopLookup>
 __attribute__((always_inline)) inline V expTableV(V x) {
     const V t = P::madd(x, kSixtyFourOverLn2, 0x1.8p52);
     const V k = t - 0x1.8p52;
     const V r = P::madd(k, -kLn2o64Lo, P::madd(k, -kLn2o64Hi, x));
     const V r2 = r * r;
     const V p = P::madd(r2, P::madd(r2, 1.0 / 24.0, P::madd(r, 1.0 / 6.0, 0.5)), r) + 1.0;
-    V scale{};
-    for (int l = 0; l < laneCount<V>(); ++l) {
-        const int ki = static_cast<int>(static_cast<unsigned>(dd::bitsOf(lane(t, l))));
-        const unsigned long long m = static_cast<unsigned long long>(static_cast<long long>(ki >> 6));
-        setLane(scale, l, dd::fromBits(dd::bitsOf(kExp2J64[ki & 63]) + (m << 52)));
-    }
+    // t's bits are those of 0x1.8p52 (low 51 bits zero) plus k: j = k mod 64 is their low six bits,
+    // and m << 52 = floor(k/64) 2^52 (mod 2^64) is their shift by 46 with the low 52 bits cleared.
+    const LaneBits<V> b = bitsV(t);
+    const V entry = Look::template take<V>(kExp2J64, b & 63u);
+    const V scale = fromBitsV(bitsV(entry) + ((b << 46) & 0xfff0000000000000ull), entry);
     return scale * p;
 }
 constexpr unsigned long long kExpUlps = 512;  // 2^-44 in units of the double result
@@ -160,15 +201,14 @@ constexpr double kExpMargin = 0x1p-44;
 // 3.3e-4 |u|. So p is within 5.74 * 2^-53 |atan u|. |atan u| <= atan(c)/17, so with atan c's
 // rounding and the sum the result is within 2.42 * 2^-53 of atan t relative (5.74 * 2^-53 for
 // c = 0): below 2^-50.4.
-template <class P, class V>
+template <class P, class V, class Look = LaneLoopLookup>
 __attribute__((always_inline)) inline V atanTableV(V t) {
-    V c{}, base{};
-    for (int l = 0; l < laneCount<V>(); ++l) {
-        int i = static_cast<int>(dd::bitsOf(lane(t, l)) >> 49) - kAtanIndexBase;
-        i = i < 0 ? 0 : (i >= kAtanPointCount ? kAtanPointCount - 1 : i);
-        setLane(c, l, kAtanPoints[i].c);
-        setLane(base, l, kAtanPoints[i].atanC);
-    }
+    // The point's index: t's top 15 bits less kAtanIndexBase, clamped to the table.
+    constexpr unsigned long long base0 = kAtanIndexBase, top = kAtanIndexBase + kAtanPointCount;
+    const LaneBits<V> e = bitsV(t) >> 49;
+    const LaneBits<V> i = e <= base0 ? splatBits<V>(0) : (e >= top ? splatBits<V>(kAtanPointCount - 1) : e - base0);
+    V c, base;
+    Look::takeAtan(i, c, base);
     const V u = (t - c) / P::madd(t, c, 1.0);
     const V z = u * u;
     const V z2 = z * z;

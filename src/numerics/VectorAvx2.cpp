@@ -7,6 +7,12 @@
 #include <immintrin.h>
 #define XELORA_ISA Avx2
 #define XELORA_LANES __m256d
+#define XELORA_GATHER(table, i) _mm256_i64gather_pd(table, (__m256i)(i), 8)
+#define XELORA_TAKE64(table, i) XELORA_GATHER(table, i)
+#define XELORA_WIDEN(p) _mm256_cvtps_pd(_mm_loadu_ps(p))
+#define XELORA_NARROW(v) _mm256_cvtpd_ps(v)
+#define XELORA_ALL_FLOATS(m) (_mm_movemask_ps((__m128)(m)) == 0xf)
+#define XELORA_ALL(m) (_mm256_movemask_pd((__m256d)(m)) == 0xf)
 #include "VectorIsa.inc"
 #pragma GCC pop_options
 #endif

@@ -27,96 +27,111 @@ struct FloatsOf {
     typedef float type __attribute__((vector_size(sizeof(V) / 2)));
 };
 
-template <class V>
-V loadAsDouble(const float* p) {
-    typename FloatsOf<V>::type f;
-    __builtin_memcpy(&f, p, sizeof f);
-    return __builtin_convertvector(f, V);
-}
+// The loads, conversions and lane tests of the array forms, with the kernels' lookups lane by lane;
+// the files compiled for AVX2 and AVX-512 pass their own (IsaLanes, VectorIsa.inc).
+struct PortableLanes : LaneLoopLookup {
+    // The floats at p, widened to V's double lanes.
+    template <class V>
+    static V load(const float* p) {
+        typename FloatsOf<V>::type f;
+        __builtin_memcpy(&f, p, sizeof f);
+        return __builtin_convertvector(f, V);
+    }
+    // Each lane rounded to the nearest float.
+    template <class V>
+    static typename FloatsOf<V>::type narrow(V v) { return __builtin_convertvector(v, typename FloatsOf<V>::type); }
+    // True when every lane of the comparison mask m (all ones or zero per lane) is set.
+    template <class M>
+    static bool all(M m) {
+        for (int l = 0; l < static_cast<int>(sizeof(M) / sizeof(m[0])); ++l)
+            if (!m[l]) return false;
+        return true;
+    }
+};
 
 // Rounds y to out where the rounding test with bound e settles and the lane is ordinary
-// (ordinary: a mask lane of all ones); returns whether every lane was done.
-template <class V, class M>
-bool finish(V y, V e, M ordinary, float* out, bool* done) {
-    using F = typename FloatsOf<V>::type;
-    const F a = __builtin_convertvector(y - e, F);
-    const F b = __builtin_convertvector(y + e, F);
-    const F r = __builtin_convertvector(y, F);
-    bool all = true;
+// (ordinary: a mask lane of all ones): one test of all lanes and one store where every lane is done
+// (the usual case); otherwise only the settled lanes are stored and reported in done. Returns
+// whether every lane was done.
+template <class Lanes, class V, class M>
+__attribute__((always_inline)) inline bool finish(V y, V e, M ordinary, float* out, bool* done) {
+    const auto a = Lanes::narrow(y - e);
+    const auto b = Lanes::narrow(y + e);
+    const auto r = Lanes::narrow(y);
+    if (Lanes::all(ordinary) && Lanes::all(a == b)) {
+        __builtin_memcpy(out, &r, sizeof r);
+        return true;
+    }
     for (int l = 0; l < laneCount<V>(); ++l) {
         done[l] = ordinary[l] != 0 && a[l] == b[l];
-        all = all && done[l];
+        if (done[l]) out[l] = r[l];
     }
-    if (all) {
-        __builtin_memcpy(out, &r, sizeof r);
-    } else {
-        for (int l = 0; l < laneCount<V>(); ++l)
-            if (done[l]) out[l] = r[l];
-    }
-    return all;
+    return false;
 }
 
 // out[i] = scalar(x[i]) for i < n: blocks of V's lanes through block(xv, out, done), which writes the
 // lanes it settles and reports them in done; the scalar function does the rest.
-template <class V, class Block, class Scalar>
+template <class V, class Lanes, class Block, class Scalar>
 void unaryArray(const float* x, float* out, Size n, Block block, Scalar scalar) {
     constexpr int L = laneCount<V>();
     Size i = 0;
     for (; i + L <= n; i += L) {
         bool done[L];
-        if (!block(loadAsDouble<V>(x + i), out + i, done))
+        if (!block(Lanes::template load<V>(x + i), out + i, done))
             for (int l = 0; l < L; ++l)
                 if (!done[l]) out[i + l] = scalar(x[i + l]);
     }
     for (; i < n; ++i) out[i] = scalar(x[i]);
 }
 
-template <class V>
+template <class V, class Lanes = PortableLanes>
 void sinfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const V ax = xv < splat<V>(0.0) ? -xv : xv;
         // The scalar function's kernel below 2^9; the scalar function does the rest.
         const auto ordinary = (ax >= splat<V>(0x1p-125)) & (ax < splat<V>(kTrigNarrowLimit));
         xv = ordinary ? xv : splat<V>(1.0);
-        const V y = sinCosTableV<PlainOps, false>(xv, 0u);
+        const V y = sinCosTableV<PlainOps, false, V, Lanes>(xv, 0u);
         const V magnitude = y < splat<V>(0.0) ? -y : y;
-        return finish(y, magnitude * kTrigMargin, ordinary, o, done);
+        return finish<Lanes>(y, magnitude * kTrigMargin, ordinary, o, done);
     };
-    unaryArray<V>(x, out, n, block, [](float v) { return num::sinf(v); });
+    unaryArray<V, Lanes>(x, out, n, block, [](float v) { return num::sinf(v); });
 }
 
-template <class V>
+template <class V, class Lanes = PortableLanes>
 void expfArray(const float* x, float* out, Size n) {
     const auto block = [](V xv, float* o, bool* done) {
         const auto ordinary = (xv >= splat<V>(-104.0)) & (xv <= splat<V>(89.0));
         xv = ordinary ? xv : splat<V>(0.0);
-        const V y = expTableV<PlainOps>(xv);
-        return finish(y, y * kExpMargin, ordinary, o, done);
+        const V y = expTableV<PlainOps, V, Lanes>(xv);
+        return finish<Lanes>(y, y * kExpMargin, ordinary, o, done);
     };
-    unaryArray<V>(x, out, n, block, [](float v) { return num::expf(v); });
+    unaryArray<V, Lanes>(x, out, n, block, [](float v) { return num::expf(v); });
 }
 
-template <class V>
+template <class V, class Lanes = PortableLanes>
 void atan2fArray(const float* y, const float* x, float* out, Size n) {
     constexpr int L = laneCount<V>();
     const V zero = splat<V>(0.0), big = splat<V>(0x1p128);
     Size i = 0;
     for (; i + L <= n; i += L) {
-        const V yv = loadAsDouble<V>(y + i), xv = loadAsDouble<V>(x + i);
+        const V yv = Lanes::template load<V>(y + i), xv = Lanes::template load<V>(x + i);
         const V ay = yv < zero ? -yv : yv, ax = xv < zero ? -xv : xv;
         // Ordinary: both finite (below 2^128) and non-zero (NaN compares false).
         const auto ordinary = (ay > zero) & (ay < big) & (ax > zero) & (ax < big);
         const V one = splat<V>(1.0);
         // For finite non-zero floats the quotient lies in [2^-277, 2^277]: clamped as the scalar does.
         const V q = (ordinary ? ay : one) / (ordinary ? ax : one);
-        const V a = atanTableV<PlainOps>(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
+        const V a = atanTableV<PlainOps, V, Lanes>(q < splat<V>(0x1p100) ? q : splat<V>(0x1p100));
         const V flipped = kPiHi - (a - kPiLo);
         const V v = xv < zero ? flipped : a;
+        // The scalar function negates the rounded result for y < 0; rounding to nearest is symmetric,
+        // so negating first (bound included) gives the same bits.
+        const V signedV = yv < zero ? -v : v;
         bool done[L];
-        float settled[L];
-        finish(v, v * kAtanMargin, ordinary, settled, done);
-        for (int l = 0; l < L; ++l)
-            out[i + l] = done[l] ? (y[i + l] < 0.0f ? -settled[l] : settled[l]) : num::atan2f(y[i + l], x[i + l]);
+        if (!finish<Lanes>(signedV, signedV * kAtanMargin, ordinary, out + i, done))
+            for (int l = 0; l < L; ++l)
+                if (!done[l]) out[i + l] = num::atan2f(y[i + l], x[i + l]);
     }
     for (; i < n; ++i) out[i] = num::atan2f(y[i], x[i]);
 }
