@@ -32,13 +32,15 @@ inline double powerOfTwo(int p) {  // 2^p for -1022 <= p <= 1023
 // Rounds (hi + lo) * 2^scale, known to within hi * err, when that interval rounds to one double:
 // true and the result in out; false when the interval straddles a rounding boundary. hi + lo lies
 // in [0.99, 2) and -1021 <= scale <= 1024 (so the result is normal or overflows).
-inline bool roundScaled(const ScaledDd& v, double err, double& out) {
-    const double e = v.hi * err;
+// roundScaledAbs takes the bound e of the error directly (e >= hi err: 2 err will do, as hi <= 2), so
+// that the test need not wait for hi.
+inline bool roundScaledAbs(const ScaledDd& v, double e, double& out) {
     const double a = v.hi + (v.lo - e), b = v.hi + (v.lo + e);
     if (a != b) return false;
     out = v.scale > 1023 ? a * powerOfTwo(1023) * powerOfTwo(v.scale - 1023) : a * powerOfTwo(v.scale);
     return true;
 }
+inline bool roundScaled(const ScaledDd& v, double err, double& out) { return roundScaledAbs(v, v.hi * err, out); }
 
 // Exact products and a * b + c, the policy of the kernels below: Dekker's method and two roundings in
 // plain double arithmetic, or (FmaPaths.cpp) fused multiply-adds. The exact products are the same;
@@ -136,8 +138,8 @@ struct LogDd {
 // (1 or 1/2 for m within 2^-8 of 1 or 2) and u = m c - 1, |u| < 2^-8 + 2^-23, computed exactly as a
 // double-double (c has 24 bits, so the exact product of m and c is formed by splitting m alone; m c - 1
 // is exact by Sterbenz and a multiple of ulp(m c) larger than the product's error term, unless 0).
-// log(1 + u) = u - u^2/2 + u^3 (1/3 - u/4 + ... + u^6/9) - ...: uh^2 exact as a product, uh - uh^2/2
-// exact as a fastTwoSum; the remainder of the series is below u^10/10 < 2^-75 |u|; the cubic part
+// log(1 + u) = u - u^2/2 + u^3 (1/3 - u/4 + ... + u^6/9) - ...: uh^2 exact as a product, -uh^2/2
+// added exactly (below); the remainder of the series is below u^10/10 < 2^-75 |u|; the cubic part
 // (below u^2/3 < 2^-17.5 of |u|, Estrin's scheme) is computed with relative error below 5 * 2^-53,
 // i.e. 2^-68.3 |u|, and the low sum rounds at 2^-53 of 2^-17.4 |u|: log(1 + u) to better than
 // 2^-67.5 |u|.
@@ -145,7 +147,12 @@ struct LogDd {
 // E ln2lo (rounded, |E| <= 1076) and the table's low parts add below 2^-86 each, the low sums
 // 2^-53 of 2^-42: absolute error below 2^-67 |u| + 2^-84. At m near 2 (c = 1/2, -log c = ln2hi +
 // ln2lo exactly) and E = -1 the two parts cancel exactly, so near 1 the error is 2^-67 |u| alone.
-// E ln2hi + (-log c)hi is 0 or at least 2^-8 >= |uh| in magnitude: its sum with uh is a fastTwoSum.
+// E ln2hi + (-log c)hi is 0 or at least 2^-8 >= |uh| in magnitude: its sum with uh is a fastTwoSum,
+// started as soon as uh is known; that sum is 0 or at least 2^-8.1 in magnitude (it is log x to
+// 2^-17), far above uh^2/2 < 2^-16, so adding -uh^2/2 to it is a fastTwoSum too. Both are exact, and
+// the low parts are added with the cubic part last but one and the second sum's low part last, the
+// two latest terms: each of those two additions, and each of the earlier ones, rounds at 2^-53 of a
+// sum below 2^-17.4 |u| + 2^-33, as the former order did.
 template <class P>
 LogDd logFast(double x) {
     unsigned long long b = dd::bitsOf(x);
@@ -169,16 +176,16 @@ LogDd logFast(double x) {
     }
     const double uh = u.hi, ul = u.lo;
     const dd::DD sq = P::exact(uh, uh);
-    const dd::DD a = dd::fastTwoSum(uh, -0.5 * sq.hi);
     const double u4 = sq.hi * sq.hi, mu = -uh;
     const double cubic = (uh * sq.hi) * P::madd(u4, P::madd(sq.hi, 1.0 / 9.0, P::madd(mu, 0.125, 1.0 / 7.0)),
                                                 P::madd(sq.hi, P::madd(mu, 1.0 / 6.0, 0.2), P::madd(mu, 0.25, 1.0 / 3.0)));
-    const double low = a.lo + (((ul - uh * ul) - 0.5 * sq.lo) + cubic);
     const double ed = static_cast<double>(e);
     const double s1 = ed * kLn2Hi + t.minusLogC.hi;
-    const dd::DD s2 = dd::fastTwoSum(s1, a.hi);
-    const double rest = (s2.lo + (t.minusLogC.lo + ed * kLn2Lo)) + low;
-    return {dd::fastTwoSum(s2.hi, rest), __builtin_fabs(uh)};
+    const dd::DD s2 = dd::fastTwoSum(s1, uh);
+    const dd::DD s3 = dd::fastTwoSum(s2.hi, -0.5 * sq.hi);
+    const double early = (s2.lo + (t.minusLogC.lo + ed * kLn2Lo)) + ((ul - uh * ul) - 0.5 * sq.lo);
+    const double rest = (early + cubic) + s3.lo;
+    return {dd::fastTwoSum(s3.hi, rest), __builtin_fabs(uh)};
 }
 
 }  // namespace

@@ -53,6 +53,9 @@ double powPositivePlain(double x, double y) { return powPositive<DekkerProduct>(
 
 double pow(double x, double y) {
     const unsigned long long bx = dd::bitsOf(x), by = dd::bitsOf(y);
+    // The common case first, in one test of the bits: x positive, normal and not 1, 2^-64 <= |y| < 2^64.
+    if (((bx >> 52) - 1 < 0x7fe) & ((((by >> 52) & 0x7ff) - (1023 - 64)) < 128) & (bx != dd::bitsOf(1.0)))
+        return detail::kFmaUsable ? detail::powPositiveFma(x, y) : detail::powPositivePlain(x, y);
     // Exponent fields 0 (zero, subnormal) and 0x7ff (inf, NaN) of either, and x = 1, go the slow way.
     const bool xOrdinary = ((bx >> 52) & 0x7ff) - 1 < 0x7fe;
     const bool yOrdinary = ((by >> 52) & 0x7ff) - 1 < 0x7fe;
