@@ -56,6 +56,14 @@ double pow(double x, double y) {
     // The common case first, in one test of the bits: x positive, normal and not 1, 2^-64 <= |y| < 2^64.
     if (((bx >> 52) - 1 < 0x7fe) & ((((by >> 52) & 0x7ff) - (1023 - 64)) < 128) & (bx != dd::bitsOf(1.0)))
         return detail::kFmaUsable ? detail::powPositiveFma(x, y) : detail::powPositivePlain(x, y);
+    // The same for a negative x and an integer y: |x|^y, negated for an odd y.
+    if (((bx >> 52) - 0x801 < 0x7fe) & ((((by >> 52) & 0x7ff) - (1023 - 64)) < 128) & (bx != dd::bitsOf(-1.0))) {
+        const int kind = integerKind(y);
+        if (kind != 0) {
+            const double r = detail::kFmaUsable ? detail::powPositiveFma(-x, y) : detail::powPositivePlain(-x, y);
+            return dd::fromBits(dd::bitsOf(r) ^ (static_cast<unsigned long long>(kind == 1) << 63));
+        }
+    }
     // Exponent fields 0 (zero, subnormal) and 0x7ff (inf, NaN) of either, and x = 1, go the slow way.
     const bool xOrdinary = ((bx >> 52) & 0x7ff) - 1 < 0x7fe;
     const bool yOrdinary = ((by >> 52) & 0x7ff) - 1 < 0x7fe;

@@ -142,3 +142,31 @@ TEST(NumericsPow, SubnormalResultsAndTheEndsOfTheRange) {
     EXPECT_EQ(num::pow(0x1p-1074, 0x1p-70), 1.0);
     EXPECT_EQ(num::pow(3.0, 0x1p-1074), 1.0);
 }
+
+TEST(NumericsPow, NegativeBaseTakesTheSignOfTheParityOfY) {
+    // (-x)^y = x^y for an even integer y, -(x^y) for an odd one, NaN otherwise: random normal and
+    // subnormal x, y integers of every size (odd ones up to 2^53, even ones beyond) and non-integers,
+    // with |y| on both sides of 2^-64 and 2^64. The parity comes from fmod, which is exact.
+    std::mt19937_64 rng(47);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    for (int i = 0; i < 100000; ++i) {
+        const double x = i % 8 == 0 ? doublecheck::fromBits(rng() % (1ull << 52) + 1)
+                                    : std::ldexp(1.0 + unit(rng), static_cast<int>(rng() % 2040) - 1020);
+        double y;
+        switch (i % 4) {
+            case 0: y = std::trunc(std::ldexp(1.0 + unit(rng), static_cast<int>(rng() % 70))); break;
+            case 1: y = static_cast<double>(static_cast<int>(rng() % 41) - 20); break;
+            case 2: y = std::ldexp(1.0 + unit(rng), static_cast<int>(rng() % 140) - 70); break;
+            default: y = std::nextafter(i % 8 == 3 ? 0x1p64 : 0x1p-64, (rng() & 1) ? kInf : 0.0);
+        }
+        if (rng() & 1) y = -y;
+        const double magnitude = num::pow(x, y);
+        const double got = num::pow(-x, y);
+        if (std::trunc(y) != y) {
+            ASSERT_TRUE(std::isnan(got)) << std::hexfloat << -x << " " << y;
+        } else {
+            const bool odd = std::fabs(std::fmod(y, 2.0)) == 1.0;
+            ASSERT_TRUE(sameBits(got, odd ? -magnitude : magnitude)) << std::hexfloat << -x << " " << y;
+        }
+    }
+}
