@@ -32,15 +32,13 @@ inline double powerOfTwo(int p) {  // 2^p for -1022 <= p <= 1023
 // Rounds (hi + lo) * 2^scale, known to within hi * err, when that interval rounds to one double:
 // true and the result in out; false when the interval straddles a rounding boundary. hi + lo lies
 // in [0.99, 2) and -1021 <= scale <= 1024 (so the result is normal or overflows).
-// roundScaledAbs takes the bound e of the error directly (e >= hi err: 2 err will do, as hi <= 2), so
-// that the test need not wait for hi.
-inline bool roundScaledAbs(const ScaledDd& v, double e, double& out) {
+inline bool roundScaled(const ScaledDd& v, double err, double& out) {
+    const double e = v.hi * err;
     const double a = v.hi + (v.lo - e), b = v.hi + (v.lo + e);
     if (a != b) return false;
     out = v.scale > 1023 ? a * powerOfTwo(1023) * powerOfTwo(v.scale - 1023) : a * powerOfTwo(v.scale);
     return true;
 }
-inline bool roundScaled(const ScaledDd& v, double err, double& out) { return roundScaledAbs(v, v.hi * err, out); }
 
 // Exact products and a * b + c, the policy of the kernels below: Dekker's method and two roundings in
 // plain double arithmetic, or (FmaPaths.cpp) fused multiply-adds. The exact products are the same;
@@ -148,11 +146,11 @@ struct LogDd {
 // 2^-53 of 2^-42: absolute error below 2^-67 |u| + 2^-84. At m near 2 (c = 1/2, -log c = ln2hi +
 // ln2lo exactly) and E = -1 the two parts cancel exactly, so near 1 the error is 2^-67 |u| alone.
 // E ln2hi + (-log c)hi is 0 or at least 2^-8 >= |uh| in magnitude: its sum with uh is a fastTwoSum,
-// started as soon as uh is known; that sum is 0 or at least 2^-8.1 in magnitude (it is log x to
-// 2^-17), far above uh^2/2 < 2^-16, so adding -uh^2/2 to it is a fastTwoSum too. Both are exact, and
-// the low parts are added with the cubic part last but one and the second sum's low part last, the
-// two latest terms: each of those two additions, and each of the earlier ones, rounds at 2^-53 of a
-// sum below 2^-17.4 |u| + 2^-33, as the former order did.
+// started as soon as uh is known; that sum is uh (when the first is 0) or at least 2^-8.1 in magnitude
+// (it is log x to 2^-17), above uh^2/2 < 2^-16 either way, so adding -uh^2/2 to it is a fastTwoSum
+// too. Both are exact. The low parts are added with the two latest terms last (the cubic part, then
+// the second sum's low part); each addition rounds at 2^-53 of a sum below 2^-17.4 |u| + 2^-33, within
+// the roundings counted above.
 template <class P>
 LogDd logFast(double x) {
     unsigned long long b = dd::bitsOf(x);
