@@ -52,17 +52,6 @@ def test_low_level_members_reproduce_head_scan_bit_for_bit(capture):
     assert np.array_equal(pts, np.column_stack([X[valid], Y[valid], Z[valid]]))
 
 
-def test_scan_is_accurate_against_the_ground_truth(capture):
-    scan = xelora.Head(capture.calibration, capture.roi).scan(capture.cam1_11, capture.cam2_11)
-    both = scan.mask & (capture.depth_truth > 0)
-    err = np.abs(scan.Z[both] - capture.depth_truth[both])
-    assert both.sum() > 0.5 * W * H and np.median(err) < 0.5
-    # the laser profile lies on the same surface, 500 mm away
-    prof = xelora.Head(capture.calibration, capture.roi).profile(capture.laser1, capture.laser2)
-    assert prof.shape[1] == 3 and len(prof) > H // 4
-    assert np.all(np.abs(prof[:, 2] - 500) < 60)
-
-
 def test_head_writes_the_same_files_as_the_xelora_scan_program(tmp_path):
     exe = scan_program()
     sim = tmp_path / "sim"
