@@ -9,17 +9,19 @@
 
 namespace frametest {
 
-// Two 2500-pixel cameras side by side, camera 2 turned by `yaw` radians about the y axis, with
-// camera 2's centre at (baseline, 0, dz) in camera-1 coordinates; X2 = R X1 + T, T = -R C2.
+// Two 2500-pixel cameras side by side (principal point (cx, cy)), camera 2 turned by `yaw` radians
+// about the y axis, with camera 2's centre at (baseline, 0, dz) in camera-1 coordinates;
+// X2 = R X1 + T, T = -R C2.
 inline XELORAALGO::tagXeloraAlgoCalibrationInfo stereoCalib(double baseline = 150.0, double dz = 5.0,
-                                                            double yaw = -0.15) {
+                                                            double yaw = -0.15, double cx = 640.0,
+                                                            double cy = 512.0) {
     XELORAALGO::tagXeloraAlgoCalibrationInfo c;
     std::memset(&c, 0, sizeof c);
-    const double K[9] = {2500, 0, 640, 0, 2500, 512, 0, 0, 1};
+    const double K[9] = {2500, 0, cx, 0, 2500, cy, 0, 0, 1};
     std::memcpy(c.K1, K, sizeof K);
     std::memcpy(c.K2, K, sizeof K);
-    const double cy = std::cos(yaw), sy = std::sin(yaw);
-    const double R[9] = {cy, 0, sy, 0, 1, 0, -sy, 0, cy};
+    const double co = std::cos(yaw), sy = std::sin(yaw);
+    const double R[9] = {co, 0, sy, 0, 1, 0, -sy, 0, co};
     std::memcpy(c.R, R, sizeof R);
     const double C2[3] = {baseline, 0.0, dz};
     for (int r = 0; r < 3; ++r) c.T[r] = -(R[3 * r] * C2[0] + R[3 * r + 1] * C2[1] + R[3 * r + 2] * C2[2]);

@@ -5,7 +5,7 @@
 
 #include <mpfr.h>
 
-#include "MpfrValue.h"
+#include "MpfrTestUtil.h"
 
 #include <cmath>
 #include <cstdint>
@@ -20,35 +20,9 @@
 namespace num = XELORAALGO::num;
 namespace detail = XELORAALGO::num::detail;
 
-namespace {
-
-
-// The float nearest to f(x) (float exponent range and subnormals).
-float mpfrFloat(int (*f)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t), float x) {
-    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
-    mpfr_set_emin(-148);
-    mpfr_set_emax(128);
-    Mpfr in(24), out(24);
-    mpfr_set_flt(in.v, x, MPFR_RNDN);
-    const int t = f(out.v, in.v, MPFR_RNDN);
-    mpfr_subnormalize(out.v, t, MPFR_RNDN);
-    const float r = mpfr_get_flt(out.v, MPFR_RNDN);
-    mpfr_set_emin(emin);
-    mpfr_set_emax(emax);
-    return r;
-}
-
-// |hi + lo - exact| / |exact| for a double-double.
-double relativeError(num::dd::DD got, const mpfr_t exact) {
-    Mpfr d;
-    mpfr_set_d(d.v, got.hi, MPFR_RNDN);
-    mpfr_add_d(d.v, d.v, got.lo, MPFR_RNDN);
-    mpfr_sub(d.v, d.v, exact, MPFR_RNDN);
-    mpfr_div(d.v, d.v, exact, MPFR_RNDN);
-    return std::fabs(mpfr_get_d(d.v, MPFR_RNDN));
-}
-
-}  // namespace
+using mpfrtest::errorOf;
+using mpfrtest::rounded;
+using mpfrtest::roundedFloat;
 
 TEST(NumericsTables, AccuratePathEntriesAreTheNearestDoublesOfTheirValues) {
     Mpfr v, rest;
@@ -82,7 +56,7 @@ TEST(NumericsAccuratePaths, LargeArgumentReductionIsExact) {
         mpfr_sub(r.v, x.v, r.v, MPFR_RNDN);
         mpfr_fmod_ui(q.v, q.v, 4, MPFR_RNDN);
         ASSERT_EQ(quadrant, static_cast<int>(mpfr_get_si(q.v, MPFR_RNDN) + 4) % 4) << std::hexfloat << f;
-        ASSERT_LT(relativeError(got, r.v), 0x1p-85) << std::hexfloat << f;
+        ASSERT_LT(errorOf(got.hi, got.lo, r.v, true), 0x1p-85) << std::hexfloat << f;
     }
 }
 
@@ -93,16 +67,17 @@ TEST(NumericsAccuratePaths, DoubleDoubleEvaluationsRoundCorrectly) {
     Mpfr t(120), exact;
     for (int i = 0; i < 3000; ++i) {
         const float a = angle(rng), e = exponent(rng);
-        ASSERT_EQ(detail::sinCosAccurate(a, false), mpfrFloat(mpfr_sin, a)) << std::hexfloat << a;
-        ASSERT_EQ(detail::sinCosAccurate(a, true), mpfrFloat(mpfr_cos, a)) << std::hexfloat << a;
-        ASSERT_EQ(detail::expAccurate(e), mpfrFloat(mpfr_exp, e)) << std::hexfloat << e;
+        ASSERT_EQ(detail::sinCosAccurate(a, false), roundedFloat(mpfr_sin, a)) << std::hexfloat << a;
+        ASSERT_EQ(detail::sinCosAccurate(a, true), roundedFloat(mpfr_cos, a)) << std::hexfloat << a;
+        ASSERT_EQ(detail::expAccurate(e), roundedFloat(mpfr_exp, e)) << std::hexfloat << e;
         // atan of a double-double argument, beyond float precision: relative error below 2^-100.
         const num::dd::DD s{slope(rng), 0.0};
         const num::dd::DD arg{s.hi, s.hi * 0x1p-60 * (i % 3 - 1)};
         mpfr_set_d(t.v, arg.hi, MPFR_RNDN);
         mpfr_add_d(t.v, t.v, arg.lo, MPFR_RNDN);
         mpfr_atan(exact.v, t.v, MPFR_RNDN);
-        ASSERT_LT(relativeError(detail::atanAccurate(arg), exact.v), 0x1p-100) << arg.hi;
+        const num::dd::DD got = detail::atanAccurate(arg);
+        ASSERT_LT(errorOf(got.hi, got.lo, exact.v, true), 0x1p-100) << arg.hi;
     }
 }
 
@@ -124,7 +99,7 @@ TEST(NumericsAccuratePaths, ExponentialOfShortArgumentsNearZeroRoundsCorrectly) 
     std::vector<float> array(x.size());
     num::expf(x.data(), array.data(), x.size());
     for (std::size_t i = 0; i < x.size(); ++i) {
-        const float want = mpfrFloat(mpfr_exp, x[i]);
+        const float want = roundedFloat(mpfr_exp, x[i]);
         ASSERT_EQ(num::expf(x[i]), want) << std::hexfloat << x[i];
         ASSERT_EQ(array[i], want) << std::hexfloat << x[i];
     }
@@ -147,30 +122,13 @@ namespace XELORAALGO::num::detail {
 double expAccurateForTest(double x);  // the 256-bit path of exp
 }
 
-namespace {
-
-double mpfrExp(double x) {
-    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
-    mpfr_set_emin(-1073);
-    mpfr_set_emax(1024);
-    Mpfr in(53), out(53);
-    mpfr_set_d(in.v, x, MPFR_RNDN);
-    mpfr_subnormalize(out.v, mpfr_exp(out.v, in.v, MPFR_RNDN), MPFR_RNDN);
-    const double r = mpfr_get_d(out.v, MPFR_RNDN);
-    mpfr_set_emin(emin);
-    mpfr_set_emax(emax);
-    return r;
-}
-
-}  // namespace
-
 TEST(NumericsAccuratePaths, MultiWordExponentialRoundsCorrectlyOverTheWholeRange) {
     // Including the subnormal results below e^-708.4 and the last finite ones below e^709.78.
     std::mt19937_64 rng(13);
     std::uniform_real_distribution<double> domain(-745.2, 709.78), unit(-1.0, 1.0);
     for (int i = 0; i < 3000; ++i) {
         const double x = i % 3 == 0 ? unit(rng) * 0x1p-30 : domain(rng);
-        ASSERT_EQ(detail::expAccurateForTest(x), mpfrExp(x)) << std::hexfloat << x;
+        ASSERT_EQ(detail::expAccurateForTest(x), rounded(mpfr_exp, x)) << std::hexfloat << x;
     }
 }
 
@@ -181,13 +139,13 @@ TEST(NumericsDouble, ExponentialSpecialValuesAndRangeEnds) {
     EXPECT_EQ(num::exp(-std::numeric_limits<double>::infinity()), 0.0);
     EXPECT_TRUE(std::isnan(num::exp(std::numeric_limits<double>::quiet_NaN())));
     // ln(DBL_MAX) = 709.782712893384 lies between these two doubles.
-    EXPECT_EQ(num::exp(0x1.62e42fefa39efp+9), mpfrExp(0x1.62e42fefa39efp+9));
+    EXPECT_EQ(num::exp(0x1.62e42fefa39efp+9), rounded(mpfr_exp, 0x1.62e42fefa39efp+9));
     EXPECT_TRUE(std::isfinite(num::exp(0x1.62e42fefa39efp+9)));
     EXPECT_EQ(num::exp(0x1.62e42fefa39f0p+9), std::numeric_limits<double>::infinity());
     // 2^-1074 = e^-744.44; half of it is e^-745.13: the smallest subnormal and the step to zero.
     EXPECT_EQ(num::exp(-745.0), 0x1p-1074);
     EXPECT_EQ(num::exp(-745.2), 0.0);
-    EXPECT_EQ(num::exp(-740.0), mpfrExp(-740.0));
+    EXPECT_EQ(num::exp(-740.0), rounded(mpfr_exp, -740.0));
     // Tiny x: e^x = 1 + x + x^2/2 sits just beyond the midpoint 1 + x when x is one (2^-53 above 1,
     // 2^-54 below), so the x^2/2 term alone decides the rounding.
     EXPECT_EQ(num::exp(0x1p-53), 1.0 + 0x1p-52);

@@ -7,7 +7,7 @@
 
 #include <mpfr.h>
 
-#include "MpfrValue.h"
+#include "MpfrTestUtil.h"
 
 #include <cmath>
 #include <cstdint>
@@ -17,6 +17,7 @@
 
 #include "TrigKernelsDouble.h"
 #include "numerics.h"
+#include "numerics/check/DoubleInputs.h"
 
 namespace num = XELORAALGO::num;
 namespace detail = XELORAALGO::num::detail;
@@ -31,53 +32,11 @@ namespace {
 
 constexpr int kBits = 2400;  // enough for arguments up to 2^1024
 
-using MpfrFn = int (*)(mpfr_ptr, mpfr_srcptr, mpfr_rnd_t);
+using doublecheck::bitsOf;
+using mpfrtest::nearest;
 
-
-std::uint64_t bitsOf(double d) {
-    std::uint64_t b;
-    std::memcpy(&b, &d, sizeof b);
-    return b;
-}
-
-// The double nearest to the exact value v (double exponent range, subnormals).
-double nearest(const mpfr_t v) {
-    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
-    mpfr_set_emin(-1073);
-    mpfr_set_emax(1024);
-    Mpfr out(53);
-    int t = mpfr_set(out.v, v, MPFR_RNDN);
-    t = mpfr_check_range(out.v, t, MPFR_RNDN);
-    mpfr_subnormalize(out.v, t, MPFR_RNDN);
-    const double r = mpfr_get_d(out.v, MPFR_RNDN);
-    mpfr_set_emin(emin);
-    mpfr_set_emax(emax);
-    return r;
-}
-
-double expected(MpfrFn f, double x) {
-    Mpfr in(53), out(200);
-    mpfr_set_d(in.v, x, MPFR_RNDN);
-    f(out.v, in.v, MPFR_RNDN);
-    return nearest(out.v);
-}
-
-double expectedAtan2(double y, double x) {
-    Mpfr a(53), b(53), out(200);
-    mpfr_set_d(a.v, y, MPFR_RNDN);
-    mpfr_set_d(b.v, x, MPFR_RNDN);
-    mpfr_atan2(out.v, a.v, b.v, MPFR_RNDN);
-    return nearest(out.v);
-}
-
-// |hi + lo - exact|, in double.
-double absoluteError(dd::DD got, const mpfr_t exact) {
-    Mpfr d(400);
-    mpfr_set_d(d.v, got.hi, MPFR_RNDN);
-    mpfr_add_d(d.v, d.v, got.lo, MPFR_RNDN);
-    mpfr_sub(d.v, d.v, exact, MPFR_RNDN);
-    return std::fabs(mpfr_get_d(d.v, MPFR_RNDN));
-}
+double expected(mpfrtest::Unary f, double x) { return mpfrtest::rounded(f, x); }
+double expectedAtan2(double y, double x) { return mpfrtest::rounded(mpfr_atan2, y, x); }
 
 #define EXPECT_SAME_DOUBLE(got, want) EXPECT_EQ(bitsOf(got), bitsOf(want)) << std::hexfloat << (got) << " vs " << (want)
 
@@ -269,7 +228,7 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
                 double err;
                 const dd::DD got = form.sinCos(x, cosine, err);
                 (cosine ? mpfr_cos : mpfr_sin)(exact.v, in.v, MPFR_RNDN);
-                ASSERT_LE(absoluteError(got, exact.v), err)
+                ASSERT_LE(mpfrtest::errorOf(got.hi, got.lo, exact.v, false), err)
                     << form.name << std::hexfloat << x << (cosine ? " cos" : " sin");
                 ASSERT_LT(err, std::fabs(got.hi) * 0x1p-66) << "bound too loose to decide, " << std::hexfloat << x;
             }
@@ -285,7 +244,7 @@ TEST(NumericsDouble, FastPathErrorBoundsHold) {
             mpfr_atan2(exact.v, in.v, den.v, MPFR_RNDN);
             double err;
             const dd::DD got = form.atanAngle(n, d, inverted, xNegative, err);
-            ASSERT_LE(absoluteError(got, exact.v), err) << form.name << std::hexfloat << n << " / " << d << " "
+            ASSERT_LE(mpfrtest::errorOf(got.hi, got.lo, exact.v, false), err) << form.name << std::hexfloat << n << " / " << d << " "
                                                         << inverted << xNegative;
             ASSERT_LT(err, got.hi * 0x1p-66) << std::hexfloat << n << " / " << d;
         }

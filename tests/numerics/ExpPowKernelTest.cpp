@@ -5,7 +5,7 @@
 
 #include <mpfr.h>
 
-#include "MpfrValue.h"
+#include "MpfrTestUtil.h"
 
 #include <cmath>
 #include <random>
@@ -23,44 +23,7 @@ double powPositivePlain(double x, double y);
 ScaledDd expFastFmaForTest(double xh, double xl, bool lowPart);  // FmaPaths.cpp
 }  // namespace XELORAALGO::num::detail
 
-namespace {
-
-
-// |value - exact| for value = hi + lo (times 2^scale), in units of |exact| when relative.
-double errorOf(double hi, double lo, int scale, const mpfr_t exact, bool relative) {
-    Mpfr d;
-    mpfr_set_d(d.v, hi, MPFR_RNDN);
-    mpfr_add_d(d.v, d.v, lo, MPFR_RNDN);
-    mpfr_mul_2si(d.v, d.v, scale, MPFR_RNDN);
-    mpfr_sub(d.v, d.v, exact, MPFR_RNDN);
-    if (relative) mpfr_div(d.v, d.v, exact, MPFR_RNDN);
-    return std::fabs(mpfr_get_d(d.v, MPFR_RNDN));
-}
-
-// x^y correctly rounded to double (exponent range and subnormals of double).
-double mpfrPow(double x, double y) {
-    const mpfr_exp_t emin = mpfr_get_emin(), emax = mpfr_get_emax();
-    mpfr_set_emin(-1073);
-    mpfr_set_emax(1024);
-    mpfr_t a, b;
-    mpfr_inits2(53, a, b, static_cast<mpfr_ptr>(nullptr));
-    mpfr_set_d(a, x, MPFR_RNDN);
-    mpfr_set_d(b, y, MPFR_RNDN);
-    mpfr_subnormalize(a, mpfr_pow(a, a, b, MPFR_RNDN), MPFR_RNDN);
-    const double r = mpfr_get_d(a, MPFR_RNDN);
-    mpfr_clears(a, b, static_cast<mpfr_ptr>(nullptr));
-    mpfr_set_emin(emin);
-    mpfr_set_emax(emax);
-    return r;
-}
-
-bool significantBitsAtMost(double v, int bits) {
-    int e;
-    const double f = std::frexp(v, &e);
-    return std::ldexp(f, bits) == std::trunc(std::ldexp(f, bits));
-}
-
-}  // namespace
+using mpfrtest::errorOf;
 
 TEST(NumericsExpPowTables, EntriesHoldTheirStatedValues) {
     Mpfr v, rest;
@@ -77,7 +40,7 @@ TEST(NumericsExpPowTables, EntriesHoldTheirStatedValues) {
         const detail::LogEntry& t = detail::kLogTable[i];
         // c is a 24-bit point whose product with any m of its interval stays within 2^-8 + 2^-23 of 1.
         const double centre = 1.0 + i / 128.0;
-        ASSERT_TRUE(significantBitsAtMost(t.c, 24)) << i;
+        ASSERT_TRUE(mpfrtest::hasAtMostBits(t.c, 24)) << i;
         for (const double m : {centre - 1.0 / 256, centre + 1.0 / 256 - 0x1p-52}) {
             if (m >= 1.0 && m < 2.0) {
                 ASSERT_LE(std::fabs(m * t.c - 1.0), 0x1p-8 + 0x1p-23) << i;
@@ -126,13 +89,13 @@ TEST(NumericsExpPowKernels, ExponentialStaysWithinItsErrorBound) {
                                              : detail::expFast<detail::DekkerProduct, false>(x, 0.0);
             mpfr_set_d(exact.v, x, MPFR_RNDN);
             mpfr_exp(exact.v, exact.v, MPFR_RNDN);
-            worst = std::max(worst, errorOf(v.hi, v.lo, v.scale, exact.v, true));
+            worst = std::max(worst, errorOf(v.hi, v.lo, exact.v, true, v.scale));
             const detail::ScaledDd w = fused ? detail::expFastFmaForTest(x, xl, true)
                                              : detail::expFast<detail::DekkerProduct, true>(x, xl);
             mpfr_set_d(exact.v, x, MPFR_RNDN);
             mpfr_add_d(exact.v, exact.v, xl, MPFR_RNDN);
             mpfr_exp(exact.v, exact.v, MPFR_RNDN);
-            worst = std::max(worst, errorOf(w.hi, w.lo, w.scale, exact.v, true));
+            worst = std::max(worst, errorOf(w.hi, w.lo, exact.v, true, w.scale));
         }
     }
     EXPECT_LT(worst, 0x1p-70);
@@ -155,7 +118,7 @@ TEST(NumericsExpPowKernels, LogarithmStaysWithinItsErrorBound) {
         const detail::LogDd l = detail::logFast<detail::DekkerProduct>(x);
         mpfr_set_d(exact.v, x, MPFR_RNDN);
         mpfr_log(exact.v, exact.v, MPFR_RNDN);
-        ASSERT_LE(errorOf(l.value.hi, l.value.lo, 0, exact.v, false), 0x1p-67 * l.u + 0x1p-84) << std::hexfloat << x;
+        ASSERT_LE(errorOf(l.value.hi, l.value.lo, exact.v, false), 0x1p-67 * l.u + 0x1p-84) << std::hexfloat << x;
         ASSERT_LE(l.u, 0x1p-8 + 0x1p-23) << std::hexfloat << x;
     }
 }
@@ -179,7 +142,7 @@ TEST(NumericsExpPowKernels, PowFastPathStaysWithinTheBoundOfItsRoundingTest) {
         mpfr_set_d(base.v, x, MPFR_RNDN);
         mpfr_set_d(exact.v, y, MPFR_RNDN);
         mpfr_pow(exact.v, base.v, exact.v, MPFR_RNDN);
-        ASSERT_LT(errorOf(v.hi, v.lo, v.scale, exact.v, true), 0x1p-69 + 1.02 * errW) << std::hexfloat << x << " " << y;
+        ASSERT_LT(errorOf(v.hi, v.lo, exact.v, true, v.scale), 0x1p-69 + 1.02 * errW) << std::hexfloat << x << " " << y;
         ++checked;
     }
 }
@@ -193,7 +156,7 @@ TEST(NumericsExpPowKernels, AccuratePowRoundsCorrectly) {
         if (!(x > 0.0) || std::isinf(x) || x == 1.0 || !(std::fabs(y) >= 0x1p-64 && std::fabs(y) < 0x1p64)) continue;
         const double w = y * std::log(x);
         if (!(w > -745.0 && w < 709.0)) continue;
-        ASSERT_EQ(doublecheck::bitsOf(detail::powAccurate(x, y)), doublecheck::bitsOf(mpfrPow(x, y)))
+        ASSERT_EQ(doublecheck::bitsOf(detail::powAccurate(x, y)), doublecheck::bitsOf(mpfrtest::rounded(mpfr_pow, x, y)))
             << std::hexfloat << x << " " << y;
     }
 }

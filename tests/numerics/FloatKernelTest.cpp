@@ -5,7 +5,7 @@
 
 #include <mpfr.h>
 
-#include "MpfrValue.h"
+#include "MpfrTestUtil.h"
 
 #include <cmath>
 #include <cstdint>
@@ -19,21 +19,9 @@ namespace detail = XELORAALGO::num::detail;
 
 namespace {
 
-// |got - exact| / |exact|.
-double relativeError(double got, const mpfr_t exact) {
-    Mpfr d(200);
-    mpfr_set_d(d.v, got, MPFR_RNDN);
-    mpfr_sub(d.v, d.v, exact, MPFR_RNDN);
-    mpfr_div(d.v, d.v, exact, MPFR_RNDN);
-    return std::fabs(mpfr_get_d(d.v, MPFR_RNDN));
-}
+using mpfrtest::hasAtMostBits;
 
-bool hasAtMostBits(double c, int bits) {
-    int e;
-    const double m = std::frexp(c, &e);
-    const double scaled = std::ldexp(m, bits);
-    return scaled == std::trunc(scaled);
-}
+double relativeError(double got, const mpfr_t exact) { return mpfrtest::errorOf(got, 0.0, exact, true); }
 
 // |value - (a + b + c)| for MPFR value.
 double residual(const mpfr_t value, double a, double b, double c) {

@@ -5,11 +5,11 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <vector>
 
 #include "StereoTestUtil.h"
 #include "XeloraAlgo.h"
+#include "frame/FrameTestUtil.h"
 
 TEST(StereoFrame, DecodedPatternsOfAPlaneEndToEnd) {
     const double kPi = 3.14159265358979323846;
@@ -17,18 +17,9 @@ TEST(StereoFrame, DecodedPatternsOfAPlaneEndToEnd) {
     const std::size_t n = static_cast<std::size_t>(w * h);
     // Pinhole cameras (f pixels, centred principal point); camera 2 at C2, turned 0.004 about y:
     // X2 = R (X1 - C2).
-    const double f = 2500.0, cx = ox + w / 2.0, cy = oy + h / 2.0, z0 = 1000.0, co = std::cos(0.004),
-                 si = std::sin(0.004), C2[3] = {10.0, 0.0, -2.0}, R[9] = {co, 0, si, 0, 1, 0, -si, 0, co};
-    XELORAALGO::tagXeloraAlgoCalibrationInfo calib;
-    std::memset(&calib, 0, sizeof calib);
-    const double K[9] = {f, 0, cx, 0, f, cy, 0, 0, 1};
-    std::memcpy(calib.K1, K, sizeof K);
-    std::memcpy(calib.K2, K, sizeof K);
-    std::memcpy(calib.R, R, sizeof R);
-    for (int r = 0; r < 3; ++r) {
-        calib.T[r] = -(R[3 * r] * C2[0] + R[3 * r + 1] * C2[1] + R[3 * r + 2] * C2[2]);
-        calib.Tinv[r] = C2[r];
-    }
+    const double f = 2500.0, cx = ox + w / 2.0, cy = oy + h / 2.0, z0 = 1000.0, C2[3] = {10.0, 0.0, -2.0};
+    auto calib = frametest::stereoCalib(C2[0], C2[2], 0.004, cx, cy);
+    const double* R = calib.R;
     // Camera-1 coordinates of the point of the plane that pixel i of camera 1 or 2 sees.
     const auto pointOnPlane = [&](bool first, std::size_t i, double P[3]) {
         const double d[3] = {(static_cast<double>(i % w) + ox - cx) / f, (static_cast<double>(i / w) + oy - cy) / f, 1};

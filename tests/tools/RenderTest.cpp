@@ -6,23 +6,19 @@
 
 #include "Pipeline.h"
 #include "Render.h"
+#include "ToolsTestUtil.h"
 
 using namespace xsim;
 
 namespace {
 
 Rendering renderPlane(double noise, double exposure) {
-    HeadOptions ho;
-    ho.width = 160;
-    ho.height = 128;
-    const SensorHead head = SensorHead::make(ho);
-    Scene scene;
-    Scene::make("plane", ho.workingDistance, scene);
+    const toolstest::SmallScan hs = toolstest::headAndScene(160, 128, "plane");
     RenderOptions ro;
     ro.noise = noise;
     ro.exposure = exposure;
     ro.fringe18 = ro.laser = ro.colour = false;
-    return render(head, scene, ro);
+    return render(hs.head, hs.scene, ro);
 }
 
 }  // namespace
@@ -55,18 +51,13 @@ TEST(Render, FringesSpanAmbientToFullProjectorLight) {
     // Without blur and with one ray per pixel the image is the shading formula sampled at the pixel
     // centres: plane 7 = exposure x albedo x (ambient + (1 - ambient) cos^3 E) on the plane facing
     // the projector (cosine of incidence times inverse-square falloff), E = 0.5 + 0.5 cos(theta - pi/2).
-    HeadOptions ho;
-    ho.width = 320;
-    ho.height = 256;
-    const SensorHead head = SensorHead::make(ho);
-    Scene scene;
-    Scene::make("plane", ho.workingDistance, scene);
+    const toolstest::SmallScan hs = toolstest::headAndScene(320, 256, "plane");
     RenderOptions ro;
     ro.noise = 0;
     ro.blurSigma = 0;
     ro.supersample = 1;
     ro.fringe18 = ro.laser = ro.colour = false;
-    const Rendering r = render(head, scene, ro);
+    const Rendering r = render(hs.head, hs.scene, ro);
     const auto& f = r.cam[0].fringe11[7];
     int lo = 255, hi = 0;
     for (auto v : f) {
@@ -92,12 +83,9 @@ TEST(Render, OverexposureSaturatesAtFullScale) {
 }
 
 TEST(Render, TheHemisphereShadowsThePlaneForTheProjector) {
-    HeadOptions ho;
-    ho.width = 160;
-    ho.height = 128;
-    const SensorHead head = SensorHead::make(ho);
-    Scene scene;
-    Scene::make("hemisphere", ho.workingDistance, scene);
+    const toolstest::SmallScan hs = toolstest::headAndScene(160, 128, "hemisphere");
+    const SensorHead& head = hs.head;
+    const Scene& scene = hs.scene;
     Rendering r;
     renderTruth(head, scene, RenderOptions(), r);
     // The plane point just left of the hemisphere's rim on the projector's ray through the rim is in

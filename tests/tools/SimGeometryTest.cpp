@@ -10,6 +10,7 @@
 #include "Render.h"
 #include "SensorHead.h"
 #include "SimScene.h"
+#include "ToolsTestUtil.h"
 #include "XeloraAlgo.h"
 
 using namespace xsim;
@@ -195,22 +196,19 @@ TEST(SimScene, RayCastingHitsTheAnalyticSurfaces) {
 TEST(SimTruth, DepthAlongTheOpticalAxisOfCameraOne) {
     // On the bare plane the depth (camera-1 Z) at the principal point is the distance to the plane
     // along the optical axis: hypot(b / 2, 500) for camera 1 aimed at (0, 0, 500) from x = -b / 2.
-    HeadOptions ho;
-    ho.width = 160;
-    ho.height = 128;
-    const SensorHead head = SensorHead::make(ho);
-    Scene s;
-    ASSERT_TRUE(Scene::make("plane", ho.workingDistance, s));
+    const int width = 160, height = 128;
+    const toolstest::SmallScan hs = toolstest::headAndScene(width, height, "plane");
+    const SensorHead& head = hs.head;
     Rendering r;
-    renderTruth(head, s, RenderOptions(), r);
+    renderTruth(head, hs.scene, RenderOptions(), r);
     const double cx = head.cam1.lens.cx, cy = head.cam1.lens.cy;
     const int c0 = static_cast<int>(cx), r0 = static_cast<int>(cy);
     const double fx = cx - c0, fy = cy - r0;
-    auto z = [&](int rr, int cc) { return static_cast<double>(r.depthTruth[static_cast<std::size_t>(rr) * ho.width + cc]); };
+    auto z = [&](int rr, int cc) { return static_cast<double>(r.depthTruth[static_cast<std::size_t>(rr) * width + cc]); };
     const double zc = (z(r0, c0) * (1 - fx) + z(r0, c0 + 1) * fx) * (1 - fy) + (z(r0 + 1, c0) * (1 - fx) + z(r0 + 1, c0 + 1) * fx) * fy;
-    EXPECT_NEAR(zc, std::hypot(ho.baseline / 2, 500.0), 0.01);
+    EXPECT_NEAR(zc, std::hypot(HeadOptions().baseline / 2, 500.0), 0.01);
     // Everything the cameras share is lit on a bare plane: most pixels are seen by all three.
     long seen = 0;
     for (auto v : r.seenByAll) seen += v;
-    EXPECT_GT(seen, static_cast<long>(0.9 * ho.width * ho.height));
+    EXPECT_GT(seen, static_cast<long>(0.9 * width * height));
 }

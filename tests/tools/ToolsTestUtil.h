@@ -34,23 +34,28 @@ private:
 constexpr int kSmallWidth = 320;
 constexpr int kSmallHeight = 256;
 
+// A head of w x h pixels (the full head's field of view) and the named scene at its working distance.
 struct SmallScan {
     xsim::SensorHead head;
     xsim::Scene scene;
     xsim::Rendering img;
 };
 
+inline SmallScan headAndScene(int w, int h, const char* scene) {
+    SmallScan r;
+    xsim::HeadOptions ho;
+    ho.width = w;
+    ho.height = h;
+    r.head = xsim::SensorHead::make(ho);
+    if (!xsim::Scene::make(scene, ho.workingDistance, r.scene)) std::abort();
+    return r;
+}
+
 // The default scene at 320 x 256 with default noise, rendered once per test program.
 inline const SmallScan& smallScan() {
     static const SmallScan s = [] {
-        SmallScan r;
-        xsim::HeadOptions ho;
-        ho.width = kSmallWidth;
-        ho.height = kSmallHeight;
-        r.head = xsim::SensorHead::make(ho);
-        xsim::Scene::make("default", ho.workingDistance, r.scene);
-        xsim::RenderOptions ro;
-        r.img = xsim::render(r.head, r.scene, ro);
+        SmallScan r = headAndScene(kSmallWidth, kSmallHeight, "default");
+        r.img = xsim::render(r.head, r.scene, xsim::RenderOptions());
         return r;
     }();
     return s;
