@@ -3,7 +3,6 @@ converted both ways), and out= writing into the caller's own arrays."""
 import numpy as np
 import pytest
 
-import xelora
 from conftest import H, W, member_names, ready, valid_calls
 
 SETUP = {"SetROIInfo", "SetDownsamplingInfo", "SetCalibrationInfo", "CalKR", "CalRectifyMap1", "CalRectifyMap2"}
@@ -22,19 +21,6 @@ def test_every_member_runs_on_valid_arrays_and_returns_documented_types(capture,
             if isinstance(value, np.ndarray):
                 assert value.flags.c_contiguous and value.flags.writeable, name
                 assert value.dtype in (np.float32, np.float64, np.bool_, np.uint8, np.int32), name
-
-
-def test_setup_getters_report_the_roi_and_the_geometry_of_calkr(capture):
-    algo = xelora.XeloraAlgo()
-    assert algo.GetSdkVersionString() == "V0.00.02"
-    assert algo.GetData() == (0.0,) * 6
-    ready(capture, algo)
-    k1, k2 = capture.calibration.K1, capture.calibration.K2
-    assert (algo.GetROIInfoWidth(), algo.GetROIInfoHeight()) == (W, H)
-    cx1, pitch, cx2, cy1, f1, f2 = algo.GetData()
-    assert (cx1, pitch, cx2, cy1) == (k1[0, 2], 0.0048, k2[0, 2], k1[1, 2])
-    assert f1 == pytest.approx((k1[0, 0] + k1[1, 1]) * 0.0048 * 0.5, rel=1e-12)
-    assert f2 == pytest.approx((k2[0, 0] + k2[1, 1]) * 0.0048 * 0.5, rel=1e-12)
 
 
 def test_scalar_list_and_tuple_arguments_and_results_convert_both_ways(capture):

@@ -7,7 +7,7 @@ import numpy as np
 import pytest
 
 import xelora
-from conftest import H, W, ready, rectified
+from conftest import H, W, ready
 
 
 def pipeline(capture, cam1, cam2):

@@ -1,10 +1,11 @@
 // Misuse and hostile data in the point-cloud members: a negative smoothing half-size is refused,
 // SORfilter treats points whose coordinates are not finite in float as not valid (left out of the
-// tree, returned as (0, 0, 0)) and words its k error like every other member.
+// tree, returned as (0, 0, 0)) and refuses a k outside 1 ... the number of valid points.
 #include <gtest/gtest.h>
 
 #include <climits>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <string>
 #include <vector>
@@ -68,13 +69,20 @@ TEST(CloudMisuse, SorFilterTreatsNonFinitePointsAsNotValid) {
         algo.SORfilter(reference, 5, 1.0f);
         EXPECT_EQ(hostile, reference);
     }
-    // Non-finite points do not count as valid for the k limit either.
+    // Non-finite points and points with z <= 0 do not count as valid for the k limit either; a refused
+    // call writes nothing, and the handle works normally afterwards.
     Point3dList c = plane(11);  // 12 finite points
     c.push_back({kNaN, 0.0, 10.0});
+    c.push_back({1.0, 1.0, 0.0});
     const Point3dList before = c;
     XeloraAlgo algo;
-    misusetest::expectInvalid([&] { algo.SORfilter(c, 13, 1.0f); },
-                              "SORfilter: k must be in [1, 12], the number of valid points, got 13");
-    EXPECT_EQ(c.size(), before.size());
-    EXPECT_TRUE(std::isnan(c.back()[0]));  // a refused call writes nothing
+    for (int k : {13, 0, -2, INT_MIN}) {
+        misusetest::expectInvalid([&] { algo.SORfilter(c, k, 1.0f); },
+                                  "SORfilter: k must be in [1, 12], the number of valid points, got " + std::to_string(k));
+        EXPECT_EQ(std::memcmp(c.data(), before.data(), c.size() * sizeof c[0]), 0) << k;
+    }
+    Point3dList fresh = c;
+    algo.SORfilter(c, 12, 1.0f);
+    XeloraAlgo().SORfilter(fresh, 12, 1.0f);
+    EXPECT_EQ(c, fresh);
 }

@@ -1,10 +1,13 @@
-// Polynomial curve fit in double: recovery, the strict-greater pivot rule, degenerate inputs, and the
-// running-power evaluation.
+// Polynomial curve fit in double: recovery, the strict-greater pivot rule, degenerate inputs, the
+// degree and sample-count limits, and the running-power evaluation.
+#include <climits>
 #include <cmath>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
+#include "MisuseTestUtil.h"
 #include "XeloraAlgo.h"
 #include "fitting/fitting.h"
 
@@ -32,14 +35,25 @@ TEST(CurveFit, EqualPivotCandidateDoesNotReplaceTheCurrentRow) {
     EXPECT_EQ(fitting::polynomialFit({0, 1, 2}, y, 1), (std::vector<double>{c0, c1}));
 }
 
-TEST(CurveFit, DegenerateInputs) {
+// Degenerate inputs keep their results; a degree whose normal equations no double fit can use, and a y
+// vector shorter than x, are refused by the handle.
+TEST(CurveFit, DegenerateInputsAndLimits) {
     // Degree 0 is the mean over the x samples (y has one entry more: the count comes from x).
     EXPECT_EQ(fitting::polynomialFit({4, -1, 9, 2}, {1.5, 2.25, 4.0, 0.125, 100.0}, 0),
               (std::vector<double>{7.875 / 4}));
     const auto c = fitting::polynomialFit({1, 1, 1}, {2, 3, 4}, 1);  // singular: non-finite, not an error
     ASSERT_EQ(c.size(), 2u);
     EXPECT_FALSE(std::isfinite(c[0]) || std::isfinite(c[1]));
-    EXPECT_TRUE(fitting::polynomialFit({1, 2}, {1, 2}, -1).empty());
+    XELORAALGO::XeloraAlgo algo;
+    const std::vector<double> x = {0.0, 1.0, 2.0}, y = {3.0, 5.0, 7.0};
+    for (int degree : {-1, INT_MIN}) EXPECT_TRUE(algo.polynomialFit(x, y, degree).empty());  // no coefficients
+    EXPECT_EQ(algo.polynomialFit(x, y, 100).size(), 101u);  // singular, but defined
+    for (int degree : {101, INT_MAX}) {
+        misusetest::expectInvalid([&] { algo.polynomialFit(x, y, degree); },
+                                  "polynomialFit: degree must be <= 100, got " + std::to_string(degree));
+    }
+    misusetest::expectInvalid([&] { algo.polynomialFit(x, {3.0, 5.0}, 1); },
+                              "polynomialFit: y.size() must be >= x.size() 3, got 2");
 }
 
 TEST(CurveFit, EvaluateUsesARunningPower) {
