@@ -7,11 +7,6 @@ using namespace linetest;
 
 namespace {
 
-struct Result {
-    Point2dList pts;
-    Mask mask;
-};
-
 Result run4(Scene& s, std::array<int, 2> offset = {0, 0}, Point2dList init = {}) {
     AlgoEngine e = engine(s.W, s.H);
     Result r{init.empty() ? Point2dList(s.H) : init, Mask(s.H, 0)};

@@ -7,11 +7,6 @@ using namespace linetest;
 
 namespace {
 
-struct Result {
-    Point2dList pts;
-    Mask mask;
-};
-
 Result run5(Scene& s, int narrowRunSpan = 0, int rowBandSpan = 0, int offsetY = 0) {
     AlgoEngine e = engine(s.W, s.H, 0, offsetY);
     Result r{Point2dList(s.H), Mask(s.H, 0)};

@@ -23,6 +23,11 @@ using Mask = std::vector<char>;  // row masks; B() hands them to the bool* inter
 
 inline bool* B(Mask& m) { return reinterpret_cast<bool*>(m.data()); }
 
+struct Result {  // an extractor's line list and row mask
+    Point2dList pts;
+    Mask mask;
+};
+
 inline AlgoEngine engine(int w, int h, int ox = 0, int oy = 0) {
     AlgoEngine e;
     e.roi = {ox, oy, w, h};
