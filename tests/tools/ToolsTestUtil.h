@@ -34,13 +34,14 @@ private:
 constexpr int kSmallWidth = 320;
 constexpr int kSmallHeight = 256;
 
-// A head of w x h pixels (the full head's field of view) and the named scene at its working distance.
 struct SmallScan {
     xsim::SensorHead head;
     xsim::Scene scene;
     xsim::Rendering img;
 };
 
+// A head of w x h pixels (the full head's field of view) and the named scene at its working distance
+// (no rendering).
 inline SmallScan headAndScene(int w, int h, const char* scene) {
     SmallScan r;
     xsim::HeadOptions ho;
