@@ -211,3 +211,63 @@ TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
         }
     }
 }
+
+TEST(CalPointLanes, MaskCarryAndRowCrossingsEqualTheScalarLoops) {
+    // No downsampling (the row index is lineIndex - offsetY, no division), maps that are smooth
+    // over most of the grid (four neighbours carried to the same row, the usual case) with columns
+    // that break it: carried rows on both edges of [0, h) (rectMapY1 + 0.5 at -1, just above -1,
+    // just below h, at h), NaN, infinities and -0; row indices that cross two rows at once, step
+    // back, sit exactly on -1, 0 and h, or are NaN and infinite. Widths below, at and around four.
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    for (int w : {1, 3, 4, 7, 9, 17}) {
+        const int h = 10, offY = 5;
+        const std::size_t n = static_cast<std::size_t>(w * h);
+        std::mt19937 rng(static_cast<unsigned>(100 + w));
+        std::uniform_int_distribution<int> pick(0, 23);
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h, 2, offY);
+        e.pixelPitch = 0.0048;
+        e.cx1 = 2 + w / 2.0, e.cy1 = offY + h / 2.0, e.cx2 = 2 + w / 2.0 - 3.0;
+        e.focal1Mm = 12.0, e.focal2Mm = 12.0;
+        for (int k = 0; k < 9; ++k) e.calib.R[k] = k % 4 == 0 ? 1.0 : 0.0;
+        e.calib.T[0] = -1.0, e.calib.T[2] = 0.5;
+        const double carried[] = {-1.5, -1.4999, h - 0.5 - 1e-9, h - 0.5, nan, inf, -inf, -0.0};
+        const double crossing[] = {-1.0, 0.0, -0.0, static_cast<double>(h), h - 1e-12, nan, inf, -inf};
+        std::unique_ptr<bool[]> mask(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) {
+            const int row = static_cast<int>(i / static_cast<std::size_t>(w));
+            const int col = static_cast<int>(i % static_cast<std::size_t>(w));
+            e.subpixelColumn.push_back(static_cast<float>(col) + 0.25f * static_cast<float>(row % 3));
+            const int a = pick(rng), b = pick(rng);
+            e.rectMapY1.push_back(a < 8 ? carried[a] : row + 0.3 + (a == 8 ? 0.2 : 0.0));
+            // t = row + 0.37 + 0.01 col: one whole row crossed between neighbouring rows
+            double t = row + 0.37 + 0.01 * col;
+            if (b < 8) t = crossing[b];
+            if (b == 8) t = row * 2.5;          // two rows crossed at once, then beyond the grid
+            if (b == 9) t = row - 1.2;          // a step back
+            if (b == 10) t = row + 0.99999999;  // a crossing just before the whole row
+            e.lineIndexMap.push_back(t + offY);
+            mask[i] = pick(rng) != 0;
+        }
+        std::vector<float> out[2][3];
+        int count[2] = {-1, -1};
+        std::unique_ptr<bool[]> outMask[2];
+        for (int lanes = 0; lanes < 2; ++lanes) {
+            outMask[lanes].reset(new bool[n]);
+            std::copy(mask.get(), mask.get() + n, outMask[lanes].get());
+            for (auto& m : out[lanes]) m.assign(n, -1.0f);
+            XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
+                                                 out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
+                                                 lanes == 1);
+        }
+        EXPECT_EQ(count[0], count[1]) << w;
+        if (w >= 4) {
+            EXPECT_GT(count[0], 0) << w;
+        }
+        for (std::size_t i = 0; i < n; ++i) {
+            EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+        }
+    }
+}
