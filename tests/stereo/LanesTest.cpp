@@ -271,3 +271,54 @@ TEST(CalPointLanes, MaskCarryAndRowCrossingsEqualTheScalarLoops) {
         }
     }
 }
+
+TEST(CubicLanes, OwnColumnRowsEqualTheScalarLoop) {
+    // The masked resampler with every pixel at its own column (no column map), as CalPoint uses it:
+    // rows of blocks that share their source rows (the short path) broken by a row fraction that
+    // moves one pixel to the next row, by pixels without a neighbourhood, and by valid infinities
+    // and NaN in the zero-weight columns (which must still reach the result as NaN); invalid
+    // non-finite values, both zeros and widths around a multiple of eight.
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int w : {8, 11, 12, 13, 20, 27, 37}) {
+        const int h = 14;
+        Grid g{w, h, {}, {}, {}, nullptr};
+        const std::size_t n = static_cast<std::size_t>(w * h);
+        std::mt19937 rng(static_cast<unsigned>(w + 7));
+        std::uniform_real_distribution<float> uv(-50.0f, 50.0f);
+        std::uniform_int_distribution<int> pick(0, 63);
+        g.mask.reset(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) {
+            const int row = static_cast<int>(i / static_cast<std::size_t>(w));
+            double y = row + 0.25 * (row % 4);  // the same fraction across the row
+            if (pick(rng) == 0) y += 1.0;       // a pixel in the next row
+            if (pick(rng) == 0) y = row < 2 ? 0.5 : h - 1.5;  // no neighbourhood
+            g.mapY.push_back(y);
+            float v = uv(rng);
+            const int a = pick(rng);
+            if (row % 5 != 1) {  // rows 1, 6 and 11 stay finite
+                if (a == 0) v = std::nanf("");
+                if (a == 1) v = inf;
+                if (a == 2) v = -inf;
+            }
+            if (a == 3) v = 0.0f;
+            if (a == 4) v = -0.0f;
+            g.src.push_back(v);
+            g.mask[i] = pick(rng) < 54;
+        }
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h);
+        std::vector<float> lanes = g.src, scalar = g.src;
+        resampleCubic(e, lanes.data(), nullptr, g.mapY.data(), g.mask.get(), true);
+        resampleCubic(e, scalar.data(), nullptr, g.mapY.data(), g.mask.get(), false);
+        int finite = 0, notFinite = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            if (std::isnan(scalar[i]))
+                EXPECT_TRUE(std::isnan(lanes[i])) << w << " pixel " << i;
+            else
+                EXPECT_EQ(bits(lanes[i]), bits(scalar[i])) << w << " pixel " << i << ": " << lanes[i] << " vs " << scalar[i];
+            (std::isfinite(scalar[i]) ? finite : notFinite) += 1;
+        }
+        EXPECT_GT(finite, 0) << w;
+        EXPECT_GT(notFinite, 0) << w;
+    }
+}
