@@ -152,6 +152,31 @@ TEST(CubicLanes, MaskedLanesKeepEmptyAndSingleNeighbourhoodRules) {
     }
 }
 
+// Runs CalPoint (no filters) with and without its vector loops on a copy of `mask` and compares
+// the masks, the counts and every bit of X, Y and Z; returns the count.
+static int expectCalPointLanesEqualScalar(XELORAALGO::AlgoEngine& e, const bool* mask) {
+    const std::size_t n = e.pixelCount();
+    const int w = e.roi.width;
+    std::vector<float> out[2][3];
+    int count[2] = {-1, -1};
+    std::unique_ptr<bool[]> outMask[2];
+    for (int lanes = 0; lanes < 2; ++lanes) {
+        outMask[lanes].reset(new bool[n]);
+        std::copy(mask, mask + n, outMask[lanes].get());
+        for (auto& m : out[lanes]) m.assign(n, -1.0f);
+        XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
+                                             out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
+                                             lanes == 1);
+    }
+    EXPECT_EQ(count[0], count[1]) << w;
+    for (std::size_t i = 0; i < n; ++i) {
+        EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
+        for (int k = 0; k < 3; ++k)
+            EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+    }
+    return count[0];
+}
+
 TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
     // A skewed geometry (every rotation term in use), downsampling step 2 with an offset, and
     // sub-pixel columns that include 0, both zero signs, NaN, infinities and a column that makes
@@ -191,24 +216,7 @@ TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
             mask[i] = pick(rng) < 12;
         }
         e.subpixelColumn[5] = 3e38f;  // a depth computed from huge terms
-        std::vector<float> out[2][3];
-        int count[2] = {-1, -1};
-        std::unique_ptr<bool[]> outMask[2];
-        for (int lanes = 0; lanes < 2; ++lanes) {
-            outMask[lanes].reset(new bool[n]);
-            std::copy(mask.get(), mask.get() + n, outMask[lanes].get());
-            for (auto& m : out[lanes]) m.assign(n, -1.0f);
-            XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
-                                                 out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
-                                                 lanes == 1);
-        }
-        EXPECT_EQ(count[0], count[1]) << w;
-        EXPECT_GT(count[0], 0) << w;
-        for (std::size_t i = 0; i < n; ++i) {
-            EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
-            for (int k = 0; k < 3; ++k)
-                EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
-        }
+        EXPECT_GT(expectCalPointLanesEqualScalar(e, mask.get()), 0) << w;
     }
 }
 
@@ -249,25 +257,9 @@ TEST(CalPointLanes, MaskCarryAndRowCrossingsEqualTheScalarLoops) {
             e.lineIndexMap.push_back(t + offY);
             mask[i] = pick(rng) != 0;
         }
-        std::vector<float> out[2][3];
-        int count[2] = {-1, -1};
-        std::unique_ptr<bool[]> outMask[2];
-        for (int lanes = 0; lanes < 2; ++lanes) {
-            outMask[lanes].reset(new bool[n]);
-            std::copy(mask.get(), mask.get() + n, outMask[lanes].get());
-            for (auto& m : out[lanes]) m.assign(n, -1.0f);
-            XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
-                                                 out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
-                                                 lanes == 1);
-        }
-        EXPECT_EQ(count[0], count[1]) << w;
+        const int count = expectCalPointLanesEqualScalar(e, mask.get());
         if (w >= 4) {
-            EXPECT_GT(count[0], 0) << w;
-        }
-        for (std::size_t i = 0; i < n; ++i) {
-            EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
-            for (int k = 0; k < 3; ++k)
-                EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+            EXPECT_GT(count, 0) << w;
         }
     }
 }
