@@ -38,6 +38,7 @@ int rowChoicesAvx2(const CandidateRow& cands, const bool* valid, const float* ph
     const __m256i limit = _mm256_set1_epi32(kContinuityLimit), four = _mm256_set1_epi32(4);
     const __m256i intMin = _mm256_set1_epi32(kIntMin), intMax = _mm256_set1_epi32(kIntMax);
     const __m256 signBit = _mm256_set1_ps(-0.0f);
+    const long long* entries = reinterpret_cast<const long long*>(cands.list);
     int c = 0;
     for (; c + 8 <= count; c += 8) {
         const __m256i b0 = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bucket + c));
@@ -60,8 +61,14 @@ int rowChoicesAvx2(const CandidateRow& cands, const bool* valid, const float* ph
         for (int k = 0; k < 4; ++k) {
             const __m256i present = _mm256_cmpgt_epi32(n, _mm256_set1_epi32(k));
             const __m256i at = _mm256_add_epi32(begin, _mm256_set1_epi32(k));
-            const __m256i col = _mm256_i32gather_epi32(cands.list, at, 4);
-            const __m256 d = _mm256_andnot_ps(signBit, _mm256_sub_ps(_mm256_i32gather_ps(cands.listPhase, at, 4), p));
+            // Entries of lanes 0 ... 3 and 4 ... 7 (column, phase), then columns and phases apart.
+            const __m256 lo = _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_castsi256_si128(at), 8));
+            const __m256 hi = _mm256_castsi256_ps(_mm256_i32gather_epi64(entries, _mm256_extracti128_si256(at, 1), 8));
+            const __m256i col = _mm256_permute4x64_epi64(
+                _mm256_castps_si256(_mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(2, 0, 2, 0))), _MM_SHUFFLE(3, 1, 2, 0));
+            const __m256 phaseK = _mm256_castpd_ps(_mm256_permute4x64_pd(
+                _mm256_castps_pd(_mm256_shuffle_ps(lo, hi, _MM_SHUFFLE(3, 1, 3, 1))), _MM_SHUFFLE(3, 1, 2, 0)));
+            const __m256 d = _mm256_andnot_ps(signBit, _mm256_sub_ps(phaseK, p));
             // take = present && (!found || bestCost >= d)
             const __m256i replaces = _mm256_castps_si256(_mm256_cmp_ps(bestCost, d, _CMP_GE_OQ));
             const __m256i take = _mm256_and_si256(present, _mm256_or_si256(_mm256_xor_si256(found, intMin), replaces));

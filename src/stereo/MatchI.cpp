@@ -61,7 +61,7 @@ class RowBuckets {
 public:
     explicit RowBuckets(int width)
         : width_(width), count_(static_cast<std::size_t>(width) + 1, 0), start_(static_cast<std::size_t>(width) + 2, 0),
-          list_(static_cast<std::size_t>(width) + kPad, 0), listPhase_(static_cast<std::size_t>(width) + kPad, 0.0f) {}
+          list_(static_cast<std::size_t>(width) + kPad, detail::CandidateEntry{0, 0.0f}) {}
 
     // Entries after the list, all column 0, so that kPad entries can be read from any bucket.
     static constexpr int kPad = 4;
@@ -80,20 +80,19 @@ public:
         for (std::size_t col = 0; col < w; ++col) {
             const std::size_t b = slot(mask[col], bucket[col]);
             const std::size_t at = static_cast<std::size_t>(start_[b] + count_[b]++);
-            list_[at] = static_cast<std::int32_t>(col);
-            listPhase_[at] = phase[col];
+            list_[at] = detail::CandidateEntry{static_cast<int>(col), phase[col]};
         }
     }
 
     void clear() { std::fill(count_.begin(), count_.end(), 0); }
 
     int width() const { return width_; }
-    detail::CandidateRow row() const { return {start_.data(), list_.data(), listPhase_.data(), width_}; }
+    detail::CandidateRow row() const { return {start_.data(), list_.data(), width_}; }
     // Columns of buckets first ... last (consecutive in the list), bucket by bucket, left to right.
-    const std::int32_t* begin(int first) const { return list_.data() + start_[static_cast<std::size_t>(first)]; }
-    const std::int32_t* end(int last) const { return list_.data() + start_[static_cast<std::size_t>(last) + 1]; }
-    // The phase of the column at list position it.
-    const float* phaseAt(const std::int32_t* it) const { return listPhase_.data() + (it - list_.data()); }
+    const detail::CandidateEntry* begin(int first) const { return list_.data() + start_[static_cast<std::size_t>(first)]; }
+    const detail::CandidateEntry* end(int last) const {
+        return list_.data() + start_[static_cast<std::size_t>(last) + 1];
+    }
 
 private:
     std::size_t slot(bool valid, std::int32_t b) const {
@@ -102,8 +101,8 @@ private:
     }
 
     int width_;
-    std::vector<std::int32_t> count_, start_, list_;
-    std::vector<float> listPhase_;
+    std::vector<std::int32_t> count_, start_;
+    std::vector<detail::CandidateEntry> list_;
 };
 
 // Searches the candidates of phase p (bucket b0) in buckets b0 - 1, b0, b0 + 1 of `cands`, with
@@ -139,15 +138,14 @@ inline bool searchCandidates(float p, int b0, const RowBuckets& cands, std::int3
             maxCol = present && c > maxCol ? c : maxCol;
         }
     };
-    const std::int32_t* it = cands.begin(bFirst);
-    const float* other = cands.phaseAt(it);
+    const detail::CandidateEntry* it = cands.begin(bFirst);
     const std::ptrdiff_t count = cands.end(bLast) - it;
     if (count <= RowBuckets::kPad) {
         // The usual case, a few candidates: a fixed number of slots (the list is padded, so the
         // slots past the candidates hold readable columns; they are not counted).
-        for (int k = 0; k < RowBuckets::kPad; ++k) visit(it[k], other[k], k < count);
+        for (int k = 0; k < RowBuckets::kPad; ++k) visit(it[k].col, it[k].phase, k < count);
     } else {
-        for (std::ptrdiff_t k = 0; k < count; ++k) visit(it[k], other[k], true);
+        for (std::ptrdiff_t k = 0; k < count; ++k) visit(it[k].col, it[k].phase, true);
     }
     if (window && found) {
         *lo = maxCol - kContinuityLimit;

@@ -9,14 +9,19 @@ namespace XELORAALGO {
 namespace stereo {
 namespace detail {
 
+// A listed candidate: its column and its phase, side by side so that one load fetches both.
+struct CandidateEntry {
+    int col;
+    float phase;
+};
+
 // One row's candidates, counting-sorted by phase bucket: the list positions of bucket b
 // (0 ... width, bucket `width` holding the pixels that take no part) are start[b] ...
-// start[b + 1] - 1; list and listPhase hold each position's column and phase and have four
-// readable entries past the last position.
+// start[b + 1] - 1; list holds each position's entry and has four readable entries past the last
+// position.
 struct CandidateRow {
     const int* start;
-    const int* list;
-    const float* listPhase;
+    const CandidateEntry* list;
     int width;
 };
 
