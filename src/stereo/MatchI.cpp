@@ -61,6 +61,7 @@ class RowBuckets {
 public:
     explicit RowBuckets(int width)
         : width_(width), count_(static_cast<std::size_t>(width) + 1, 0), start_(static_cast<std::size_t>(width) + 2, 0),
+          slot_(static_cast<std::size_t>(width), 0),
           list_(static_cast<std::size_t>(width) + kPad, detail::CandidateEntry{0, 0.0f}) {}
 
     // Entries after the list, all column 0, so that kPad entries can be read from any bucket.
@@ -69,17 +70,21 @@ public:
     // bucket: the row's buckets from bucketsOf; phase: the row's phases, listed beside the columns.
     void build(const bool* mask, const std::int32_t* bucket, const float* phase) {
         const std::size_t w = static_cast<std::size_t>(width_);
-        for (std::size_t col = 0; col < w; ++col) ++count_[slot(mask[col], bucket[col])];
+        for (std::size_t col = 0; col < w; ++col) {
+            const std::size_t b = slot(mask[col], bucket[col]);
+            slot_[col] = static_cast<std::int32_t>(b);
+            ++count_[b];
+        }
         std::int32_t offset = 0;
         for (std::size_t b = 0; b <= w; ++b) {
             start_[b] = offset;
-            offset += count_[b];
-            count_[b] = 0;  // refilled as the fill cursor below
+            const std::int32_t n = count_[b];
+            count_[b] = offset;  // from here on the fill cursor of the bucket
+            offset += n;
         }
         start_[w + 1] = offset;
         for (std::size_t col = 0; col < w; ++col) {
-            const std::size_t b = slot(mask[col], bucket[col]);
-            const std::size_t at = static_cast<std::size_t>(start_[b] + count_[b]++);
+            const std::size_t at = static_cast<std::size_t>(count_[static_cast<std::size_t>(slot_[col])]++);
             list_[at] = detail::CandidateEntry{static_cast<int>(col), phase[col]};
         }
     }
@@ -101,7 +106,7 @@ private:
     }
 
     int width_;
-    std::vector<std::int32_t> count_, start_;
+    std::vector<std::int32_t> count_, start_, slot_;
     std::vector<detail::CandidateEntry> list_;
 };
 
