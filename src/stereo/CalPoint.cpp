@@ -83,59 +83,8 @@ void calPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
         xMm[static_cast<std::size_t>(col)] = static_cast<float>(xL[static_cast<std::size_t>(col)]);
     }
 
-    // 1. Mask carried to camera 1's grid: nearest row of rectMapY1, same column.
-    for (int row = 0; row < h; ++row) {
-        const std::size_t r0 = static_cast<std::size_t>(row) * W;
-        for (int col = 0; col < w; ++col) {
-            if (!mask[r0 + static_cast<std::size_t>(col)]) continue;
-            int target;
-            if (truncToInt(rectY[r0 + static_cast<std::size_t>(col)] + 0.5, target) && target >= 0 && target < h)
-                newMask[static_cast<std::size_t>(target) * W + static_cast<std::size_t>(col)] = true;
-        }
-    }
-
-    // 2. Row map: where the rectified row index crosses a whole camera-1 row. Every column is an
-    // independent pass over the rows in increasing order (a later crossing of the same camera row
-    // overwrites an earlier one); the columns are interleaved here to read the tables row by row,
-    // and each row's fractional indices t are computed once and kept for the next row.
-    {
-        std::vector<double> tRow(W), tNext(W);
-        // x / 1.0 is x itself: with no downsampling the divisions are left out.
-        const double step = static_cast<double>(s);
-        const auto rowIndices = [&](const double* li, double* t) {
-            if (s == 1)
-                for (std::size_t c = 0; c < W; ++c) t[c] = li[c] - offY;
-            else
-                for (std::size_t c = 0; c < W; ++c) t[c] = (li[c] - offY) / step;
-        };
-        rowIndices(lineIndex, tRow.data());
-        // Per row: first every column's crossing (a branch-free loop that vectorises), then the
-        // writes of the columns that cross.
-        std::vector<int> target(W);
-        std::vector<double> value(W);
-        const double hd = static_cast<double>(h);
-        for (int r = 0; r + 1 < h; ++r) {
-            const double* next = lineIndex + static_cast<std::size_t>(r + 1) * W;
-            rowIndices(next, tNext.data());
-            for (std::size_t col = 0; col < W; ++col) {
-                const double t0 = tRow[col];
-                const double t1 = tNext[col];
-                // b > a >= 0 and b < h need both truncations inside [0, h); outside, stand-ins of 0
-                // keep the conversions defined and the crossing false.
-                const bool inside = t0 > -1.0 && t0 < hd && t1 > -1.0 && t1 < hd;
-                const int a = static_cast<int>(inside ? t0 : 0.0);
-                const int b = static_cast<int>(inside ? t1 : 0.0);
-                target[col] = inside && b > a && a >= 0 && b < h ? a + 1 : -1;
-                value[col] = r + ((a + 1) - t0) / (t1 - t0);
-            }
-            for (std::size_t col = 0; col < W; ++col)
-                if (target[col] >= 0) rowMap[static_cast<std::size_t>(target[col]) * W + col] = value[col];
-            tRow.swap(tNext);
-        }
-    }
-
-    // 3. Depth on the rectified grid (X and Y are written in step 6). The terms that depend on the
-    // column only are taken from the per-column tables; the sums keep their order.
+    // Steps 1 to 3 row by row, each rectified row read once: the mask carried to camera 1's grid,
+    // the row-map crossings between this row and the next, the depth.
     const double* R = e.calib.R;
     const double* T = e.calib.T;
     const float f1 = static_cast<float>(e.focal1Mm);
@@ -148,14 +97,69 @@ void calPoint(AlgoEngine& e, bool* mask, float* X, float* Y, float* Z, int& coun
 #if defined(__GNUC__) && defined(__x86_64__)
     const detail::DepthTerms terms{static_cast<double>(o), e.cy1, p,   e.cx2, f2T0, T[2], r8f1, r2f1, R[6], R[0],
                                    static_cast<double>(f2), sf, o, offXf, f1, r21f, r01f};
+    const long long stride = static_cast<long long>(W);
 #endif
+    const double hd = static_cast<double>(h);
+    // Fractional camera-1 row of each column of a rectified row, (lineIndex - offsetY) / s in
+    // double; x / 1.0 is x itself, so with no downsampling the divisions are left out.
+    const double step = static_cast<double>(s);
+    const auto rowIndices = [&](const double* li, double* t) {
+        if (s == 1)
+            for (std::size_t c = 0; c < W; ++c) t[c] = li[c] - offY;
+        else
+            for (std::size_t c = 0; c < W; ++c) t[c] = (li[c] - offY) / step;
+    };
+    std::vector<double> tRow(W), tNext(W);
+    rowIndices(lineIndex, tRow.data());
     for (int row = 0; row < h; ++row) {
         const std::size_t r0 = static_cast<std::size_t>(row) * W;
         const bool* m0 = mask + r0;
-        const float* sub0 = sub + r0;
         const double* li0 = lineIndex + r0;
-        float* z0 = Z + r0;
+
+        // 1. Mask carried to camera 1's grid: nearest row of rectMapY1, same column.
+        const double* ry0 = rectY + r0;
         std::size_t col = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+        if (lanes) col = static_cast<std::size_t>(detail::maskRowAvx2(ry0, m0, hd, newMask.get(), stride, w));
+#endif
+        for (; col < W; ++col) {
+            if (!m0[col]) continue;
+            int target;
+            if (truncToInt(ry0[col] + 0.5, target) && target >= 0 && target < h)
+                newMask[static_cast<std::size_t>(target) * W + col] = true;
+        }
+
+        // 2. Row map: where the rectified row index crosses a whole camera-1 row between this row
+        // and the next. Every column is an independent pass over the rows in increasing order (a
+        // later crossing of the same camera row overwrites an earlier one), so the columns may be
+        // interleaved.
+        if (row + 1 < h) {
+            rowIndices(li0 + W, tNext.data());
+            col = 0;
+#if defined(__GNUC__) && defined(__x86_64__)
+            if (lanes)
+                col = static_cast<std::size_t>(
+                    detail::crossingRowAvx2(tRow.data(), tNext.data(), row, h, rowMap.data(), stride, w));
+#endif
+            for (; col < W; ++col) {
+                const double t0 = tRow[col];
+                const double t1 = tNext[col];
+                // b > a >= 0 and b < h need both truncations inside [0, h); outside, the crossing
+                // is false and no conversion is made.
+                if (!(t0 > -1.0 && t0 < hd && t1 > -1.0 && t1 < hd)) continue;
+                const int a = static_cast<int>(t0);
+                const int b = static_cast<int>(t1);
+                if (b > a && a >= 0 && b < h)
+                    rowMap[static_cast<std::size_t>(a + 1) * W + col] = row + ((a + 1) - t0) / (t1 - t0);
+            }
+            tRow.swap(tNext);
+        }
+
+        // 3. Depth on the rectified grid (X and Y are written in step 6). The terms that depend on
+        // the column only are taken from the per-column table; the sums keep their order.
+        const float* sub0 = sub + r0;
+        float* z0 = Z + r0;
+        col = 0;
 #if defined(__GNUC__) && defined(__x86_64__)
         if (lanes) col = static_cast<std::size_t>(detail::depthRowAvx2(terms, xL.data(), li0, sub0, m0, z0, w));
 #endif

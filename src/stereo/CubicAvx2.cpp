@@ -159,9 +159,47 @@ long long cubicPixelsAvx2(const float* src, float* dst, const double* mapX, cons
 
 // Invalid neighbours add +0 to both sums instead of being skipped: the sums start at +0 and a sum
 // of +0 and anything is never -0, so adding +0 leaves them unchanged bit for bit.
+// With every target pixel at its own (whole) column the column weights are exactly 0, 1, 0, 0. When
+// the eight lanes also share their rows and no valid neighbour in the zero-weight columns holds an
+// infinity or NaN (0 times either is NaN), the zero-weight terms are +/-0 and leave both sums
+// unchanged: each lane adds only its own column's four terms, in the same order. Returns false
+// (nothing done) for a block where that does not hold.
+inline bool ownColumnBlock(const float* src, const bool* mask, int w, const Block& b, __m256& result) {
+    if (b.valid != 0xFF) return false;
+    for (int j = 1; j < 8; ++j)
+        if (b.offset[j] != b.offset[0] + j) return false;
+    const __m256 absMask = _mm256_castsi256_ps(_mm256_set1_epi32(0x7fffffff)), inf = _mm256_set1_ps(__builtin_inff());
+    const auto maskAt = [&](long long o) {
+        long long bytes;
+        __builtin_memcpy(&bytes, mask + o, 8);
+        return _mm256_castsi256_ps(
+            _mm256_cmpgt_epi32(_mm256_cvtepu8_epi32(_mm_cvtsi64_si128(bytes)), _mm256_setzero_si256()));
+    };
+    // A valid value that is not finite: |v| < inf is false for infinities and NaN.
+    const auto bad = [&](long long o) {
+        return _mm256_andnot_ps(_mm256_cmp_ps(_mm256_and_ps(_mm256_loadu_ps(src + o), absMask), inf, _CMP_LT_OQ),
+                                maskAt(o));
+    };
+    __m256 s = _mm256_setzero_ps(), n = _mm256_setzero_ps(), anyBad = _mm256_setzero_ps();
+    for (int k = 0; k < 4; ++k) {
+        const long long row = b.offset[0] + static_cast<long long>(k) * w;  // column c0 - 1 of row k
+        // Columns c0 - 1 ... c0 + 9: every neighbour of the eight lanes.
+        anyBad = _mm256_or_ps(anyBad, _mm256_or_ps(bad(row), bad(row + 3)));
+        const __m256 m = maskAt(row + 1);
+        const __m256 wgt = _mm256_and_ps(b.wr[k], m);  // wr * 1, masked
+        s = _mm256_add_ps(s, _mm256_and_ps(_mm256_mul_ps(wgt, _mm256_loadu_ps(src + row + 1)), m));
+        n = _mm256_add_ps(n, wgt);
+    }
+    if (_mm256_movemask_ps(anyBad) != 0) return false;
+    result = _mm256_div_ps(s, n);
+    return true;
+}
+
 long long maskedCubicPixelsAvx2(const float* src, const bool* mask, float* dst, const double* mapX,
                                 const double* mapY, int w, int h, long long first, long long count) {
     return forEachBlock(dst, mapX, mapY, w, h, first, count, [&](const Block& b) {
+        __m256 own;
+        if (!mapX && ownColumnBlock(src, mask, w, b, own)) return own;
         __m256 s = _mm256_setzero_ps(), n = _mm256_setzero_ps();
         for (int k = 0; k < 4; ++k) {
             const float* rows[8];

@@ -123,11 +123,15 @@ void resampleCubic(const AlgoEngine& e, float* map, const double* mapX, const do
     const std::size_t W = static_cast<std::size_t>(w);
     const bool lanes = lanesFor(n, allowLanes);
     const std::vector<float> src(map, map + n);
-    std::fill(map, map + n, 0.0f);
+    const BandPlan& plan = mask ? bands::kMaskedCubic : bands::kCubic;
+    // Pixels without a neighbourhood come out 0: the rows no worker owns are cleared here, every
+    // other row by its worker just before it is resampled.
+    std::fill(map + bandsEnd(plan.workers, static_cast<std::size_t>(h)) * W, map + n, 0.0f);
     const float* s = src.data();
     auto rows = [&](int, std::size_t begin, std::size_t end) {
         for (std::size_t row = begin; row < end; ++row) {
             const std::size_t first = row * W;
+            std::fill(map + first, map + first + W, 0.0f);
             std::size_t done = 0;
 #if defined(__GNUC__) && defined(__x86_64__)
             if (lanes) {
@@ -143,7 +147,7 @@ void resampleCubic(const AlgoEngine& e, float* map, const double* mapX, const do
                 cubicRange(s, map, mapX, mapY, w, h, first + done, first + W);
         }
     };
-    runBands(mask ? bands::kMaskedCubic : bands::kCubic, static_cast<std::size_t>(h), rows);
+    runBands(plan, static_cast<std::size_t>(h), rows);
 }
 
 }  // namespace detail

@@ -42,42 +42,45 @@ void MatchII(AlgoEngine& e, const bool* /*mask1*/, const bool* mask2, bool* matc
     const std::int32_t* matchSide = e.matchSide.data();
     float* sub = e.subpixelColumn.data();
 
+    // The rows no worker owns are cleared here; the workers write every entry of theirs.
     if (reuse) std::fill(sub + bandsEnd(bands::kMatch.workers, static_cast<std::size_t>(h)) * W, sub + n, 0.0f);
     runBands(bands::kMatch, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
-        if (reuse) std::fill(sub + rowBegin * W, sub + rowEnd * W, 0.0f);
         for (std::size_t row = rowBegin; row < rowEnd; ++row) {
             const std::size_t r0 = row * W;
             const float* phi = phase2 + r0;
             const bool* valid2 = mask2 + r0;
             for (int col = 0; col < w; ++col) {
                 const std::size_t i = r0 + static_cast<std::size_t>(col);
-                if (!matchMask[i]) continue;
-                const int m = haveMatches ? matchColumn[i] : 0;
-                const int side = haveMatches ? matchSide[i] : 0;
-                const float p = phase1[i];
-                const float mf = static_cast<float>(m);
-                if (side == 0) {
-                    if (!(m >= 2 && m < w && valid2[m - 1] && valid2[m])) {
-                        matchMask[i] = false;
-                    } else if (p > phi[m - 1]) {
-                        sub[i] = mf - (phi[m] - p) / (phi[m] - phi[m - 1]);
-                    } else if (m >= 3 && valid2[m - 2]) {
-                        sub[i] = mf - (phi[m] - p) / (phi[m] - phi[m - 2]);
-                    } else {
-                        matchMask[i] = false;
+                float refined = 0.0f;
+                if (matchMask[i]) {
+                    const int m = haveMatches ? matchColumn[i] : 0;
+                    const int side = haveMatches ? matchSide[i] : 0;
+                    const float p = phase1[i];
+                    const float mf = static_cast<float>(m);
+                    if (side == 0) {
+                        if (!(m >= 2 && m < w && valid2[m - 1] && valid2[m])) {
+                            matchMask[i] = false;
+                        } else if (p > phi[m - 1]) {
+                            refined = mf - (phi[m] - p) / (phi[m] - phi[m - 1]);
+                        } else if (m >= 3 && valid2[m - 2]) {
+                            refined = mf - (phi[m] - p) / (phi[m] - phi[m - 2]);
+                        } else {
+                            matchMask[i] = false;
+                        }
+                    } else if (side == 1) {
+                        if (!(m >= 1 && m + 1 < w && valid2[m] && valid2[m + 1])) {
+                            matchMask[i] = false;
+                        } else if (phi[m + 1] > p) {
+                            refined = mf + (p - phi[m]) / (phi[m + 1] - phi[m]);
+                        } else if (m + 2 < w && valid2[m + 2]) {
+                            refined = mf + (p - phi[m]) / (phi[m + 2] - phi[m]);
+                        } else {
+                            matchMask[i] = false;
+                        }
                     }
-                } else if (side == 1) {
-                    if (!(m >= 1 && m + 1 < w && valid2[m] && valid2[m + 1])) {
-                        matchMask[i] = false;
-                    } else if (phi[m + 1] > p) {
-                        sub[i] = mf + (p - phi[m]) / (phi[m + 1] - phi[m]);
-                    } else if (m + 2 < w && valid2[m + 2]) {
-                        sub[i] = mf + (p - phi[m]) / (phi[m + 2] - phi[m]);
-                    } else {
-                        matchMask[i] = false;
-                    }
+                    // side -1: rejected by MatchI, matchMask is already false.
                 }
-                // side -1: rejected by MatchI, matchMask is already false.
+                sub[i] = refined;
             }
         }
     });

@@ -44,6 +44,72 @@ int depthRowAvx2(const DepthTerms& t, const double* xL, const double* lineIndex,
     return c;
 }
 
+int maskRowAvx2(const double* rectY, const bool* mask, double hd, bool* newMask, long long stride, int count) {
+    const __m256d half = _mm256_set1_pd(0.5), minusOne = _mm256_set1_pd(-1.0), limit = _mm256_set1_pd(hd);
+    int c = 0;
+    for (; c + 4 <= count; c += 4) {
+        const __m256d v = _mm256_add_pd(_mm256_loadu_pd(rectY + c), half);
+        // (int)v in [0, h) exactly when -1 < v < h (false for NaN)
+        const __m256d in = _mm256_and_pd(_mm256_cmp_pd(v, minusOne, _CMP_GT_OQ), _mm256_cmp_pd(v, limit, _CMP_LT_OQ));
+        int bits = _mm256_movemask_pd(in) & _mm_movemask_ps(maskLanes4(mask + c));
+        if (bits == 0) continue;
+        const __m128i targets = _mm256_cvttpd_epi32(v);
+        const int row0 = _mm_cvtsi128_si32(targets);
+        if (bits == 0xF && _mm_movemask_epi8(_mm_cmpeq_epi32(targets, _mm_set1_epi32(row0))) == 0xFFFF) {
+            // The usual case: four neighbours carried to the same row.
+            const int ones = 0x01010101;
+            __builtin_memcpy(newMask + row0 * stride + c, &ones, 4);
+            continue;
+        }
+        int rows[4];
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(rows), targets);
+        for (; bits != 0; bits &= bits - 1) {
+            const int j = __builtin_ctz(static_cast<unsigned>(bits));
+            newMask[rows[j] * stride + c + j] = true;
+        }
+    }
+    return c;
+}
+
+int crossingRowAvx2(const double* t0, const double* t1, int r, int h, double* rowMap, long long stride, int count) {
+    const __m256d minusOne = _mm256_set1_pd(-1.0), limit = _mm256_set1_pd(static_cast<double>(h));
+    const __m256d rowD = _mm256_set1_pd(static_cast<double>(r));
+    const __m128i hi = _mm_set1_epi32(h), one = _mm_set1_epi32(1), minusOneI = _mm_set1_epi32(-1);
+    int c = 0;
+    for (; c + 4 <= count; c += 4) {
+        const __m256d a0 = _mm256_loadu_pd(t0 + c), b0 = _mm256_loadu_pd(t1 + c);
+        // Both truncations defined and inside [0, h) only for -1 < t < h.
+        const __m256d inside =
+            _mm256_and_pd(_mm256_and_pd(_mm256_cmp_pd(a0, minusOne, _CMP_GT_OQ), _mm256_cmp_pd(a0, limit, _CMP_LT_OQ)),
+                          _mm256_and_pd(_mm256_cmp_pd(b0, minusOne, _CMP_GT_OQ), _mm256_cmp_pd(b0, limit, _CMP_LT_OQ)));
+        const int insideBits = _mm256_movemask_pd(inside);
+        if (insideBits == 0) continue;
+        const __m128i a = _mm256_cvttpd_epi32(a0), b = _mm256_cvttpd_epi32(b0);
+        const __m128i cross = _mm_and_si128(_mm_and_si128(_mm_cmpgt_epi32(b, a), _mm_cmpgt_epi32(a, minusOneI)),
+                                            _mm_cmpgt_epi32(hi, b));
+        int bits = insideBits & _mm_movemask_ps(_mm_castsi128_ps(cross));
+        if (bits == 0) continue;
+        const __m128i next = _mm_add_epi32(a, one);
+        // r + ((a + 1) - t0) / (t1 - t0)
+        const __m256d value =
+            _mm256_add_pd(rowD, _mm256_div_pd(_mm256_sub_pd(_mm256_cvtepi32_pd(next), a0), _mm256_sub_pd(b0, a0)));
+        const int row0 = _mm_cvtsi128_si32(next);
+        if (bits == 0xF && _mm_movemask_epi8(_mm_cmpeq_epi32(next, _mm_set1_epi32(row0))) == 0xFFFF) {
+            _mm256_storeu_pd(rowMap + row0 * stride + c, value);  // four crossings of the same row
+            continue;
+        }
+        int rows[4];
+        double values[4];
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(rows), next);
+        _mm256_storeu_pd(values, value);
+        for (; bits != 0; bits &= bits - 1) {
+            const int j = __builtin_ctz(static_cast<unsigned>(bits));
+            rowMap[rows[j] * stride + c + j] = values[j];
+        }
+    }
+    return c;
+}
+
 int pointsRowAvx2(const float* xMm, float yMm, float f1, bool* mask, float* x, float* y, float* z, int count,
                   int* kept) {
     const __m256 yv = _mm256_set1_ps(yMm), f1v = _mm256_set1_ps(f1);

@@ -62,6 +62,13 @@ void InterpFlag2(const AlgoEngine& engine, bool* mask);
 void MatchI(AlgoEngine& engine, const bool* mask1, const bool* mask2, bool* matchMask,
             const float* phase1, const float* phase2);
 
+namespace detail {
+// MatchI with its vector loops allowed (useLanes) or not; both give the same results (the tests
+// compare them).
+void matchI(AlgoEngine& engine, const bool* mask1, const bool* mask2, bool* matchMask, const float* phase1,
+            const float* phase2, bool useLanes);
+}  // namespace detail
+
 // Sub-pixel refinement of MatchI's matches by linear interpolation of camera 2's phase. Replaces
 // engine.subpixelColumn; clears matchMask where no refinement is possible. mask1 is not read.
 // Without the tables of a MatchI for the current ROI size every pixel counts as unmatched.

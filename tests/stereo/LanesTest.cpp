@@ -152,6 +152,31 @@ TEST(CubicLanes, MaskedLanesKeepEmptyAndSingleNeighbourhoodRules) {
     }
 }
 
+// Runs CalPoint (no filters) with and without its vector loops on a copy of `mask` and compares
+// the masks, the counts and every bit of X, Y and Z; returns the count.
+static int expectCalPointLanesEqualScalar(XELORAALGO::AlgoEngine& e, const bool* mask) {
+    const std::size_t n = e.pixelCount();
+    const int w = e.roi.width;
+    std::vector<float> out[2][3];
+    int count[2] = {-1, -1};
+    std::unique_ptr<bool[]> outMask[2];
+    for (int lanes = 0; lanes < 2; ++lanes) {
+        outMask[lanes].reset(new bool[n]);
+        std::copy(mask, mask + n, outMask[lanes].get());
+        for (auto& m : out[lanes]) m.assign(n, -1.0f);
+        XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
+                                             out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
+                                             lanes == 1);
+    }
+    EXPECT_EQ(count[0], count[1]) << w;
+    for (std::size_t i = 0; i < n; ++i) {
+        EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
+        for (int k = 0; k < 3; ++k)
+            EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+    }
+    return count[0];
+}
+
 TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
     // A skewed geometry (every rotation term in use), downsampling step 2 with an offset, and
     // sub-pixel columns that include 0, both zero signs, NaN, infinities and a column that makes
@@ -191,23 +216,101 @@ TEST(CalPointLanes, DepthAndPointsEqualTheScalarLoops) {
             mask[i] = pick(rng) < 12;
         }
         e.subpixelColumn[5] = 3e38f;  // a depth computed from huge terms
-        std::vector<float> out[2][3];
-        int count[2] = {-1, -1};
-        std::unique_ptr<bool[]> outMask[2];
-        for (int lanes = 0; lanes < 2; ++lanes) {
-            outMask[lanes].reset(new bool[n]);
-            std::copy(mask.get(), mask.get() + n, outMask[lanes].get());
-            for (auto& m : out[lanes]) m.assign(n, -1.0f);
-            XELORAALGO::stereo::detail::calPoint(e, outMask[lanes].get(), out[lanes][0].data(), out[lanes][1].data(),
-                                                 out[lanes][2].data(), count[lanes], false, 2, 1.0f, false, 1.0f,
-                                                 lanes == 1);
-        }
-        EXPECT_EQ(count[0], count[1]) << w;
-        EXPECT_GT(count[0], 0) << w;
+        EXPECT_GT(expectCalPointLanesEqualScalar(e, mask.get()), 0) << w;
+    }
+}
+
+TEST(CalPointLanes, MaskCarryAndRowCrossingsEqualTheScalarLoops) {
+    // No downsampling (the row index is lineIndex - offsetY, no division), maps that are smooth
+    // over most of the grid (four neighbours carried to the same row, the usual case) with columns
+    // that break it: carried rows on both edges of [0, h) (rectMapY1 + 0.5 at -1, just above -1,
+    // just below h, at h), NaN, infinities and -0; row indices that cross two rows at once, step
+    // back, sit exactly on -1, 0 and h, or are NaN and infinite. Widths below, at and around four.
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    for (int w : {1, 3, 4, 7, 9, 17}) {
+        const int h = 10, offY = 5;
+        const std::size_t n = static_cast<std::size_t>(w * h);
+        std::mt19937 rng(static_cast<unsigned>(100 + w));
+        std::uniform_int_distribution<int> pick(0, 23);
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h, 2, offY);
+        e.pixelPitch = 0.0048;
+        e.cx1 = 2 + w / 2.0, e.cy1 = offY + h / 2.0, e.cx2 = 2 + w / 2.0 - 3.0;
+        e.focal1Mm = 12.0, e.focal2Mm = 12.0;
+        for (int k = 0; k < 9; ++k) e.calib.R[k] = k % 4 == 0 ? 1.0 : 0.0;
+        e.calib.T[0] = -1.0, e.calib.T[2] = 0.5;
+        const double carried[] = {-1.5, -1.4999, h - 0.5 - 1e-9, h - 0.5, nan, inf, -inf, -0.0};
+        const double crossing[] = {-1.0, 0.0, -0.0, static_cast<double>(h), h - 1e-12, nan, inf, -inf};
+        std::unique_ptr<bool[]> mask(new bool[n]);
         for (std::size_t i = 0; i < n; ++i) {
-            EXPECT_EQ(outMask[0][i], outMask[1][i]) << w << " " << i;
-            for (int k = 0; k < 3; ++k)
-                EXPECT_EQ(bits(out[0][k][i]), bits(out[1][k][i])) << w << " " << i << " map " << k;
+            const int row = static_cast<int>(i / static_cast<std::size_t>(w));
+            const int col = static_cast<int>(i % static_cast<std::size_t>(w));
+            e.subpixelColumn.push_back(static_cast<float>(col) + 0.25f * static_cast<float>(row % 3));
+            const int a = pick(rng), b = pick(rng);
+            e.rectMapY1.push_back(a < 8 ? carried[a] : row + 0.3 + (a == 8 ? 0.2 : 0.0));
+            // t = row + 0.37 + 0.01 col: one whole row crossed between neighbouring rows
+            double t = row + 0.37 + 0.01 * col;
+            if (b < 8) t = crossing[b];
+            if (b == 8) t = row * 2.5;          // two rows crossed at once, then beyond the grid
+            if (b == 9) t = row - 1.2;          // a step back
+            if (b == 10) t = row + 0.99999999;  // a crossing just before the whole row
+            e.lineIndexMap.push_back(t + offY);
+            mask[i] = pick(rng) != 0;
         }
+        const int count = expectCalPointLanesEqualScalar(e, mask.get());
+        if (w >= 4) {
+            EXPECT_GT(count, 0) << w;
+        }
+    }
+}
+
+TEST(CubicLanes, OwnColumnRowsEqualTheScalarLoop) {
+    // The masked resampler with every pixel at its own column (no column map), as CalPoint uses it:
+    // rows of blocks that share their source rows (the short path) broken by a row fraction that
+    // moves one pixel to the next row, by pixels without a neighbourhood, and by valid infinities
+    // and NaN in the zero-weight columns (which must still reach the result as NaN); invalid
+    // non-finite values, both zeros and widths around a multiple of eight.
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int w : {8, 11, 12, 13, 20, 27, 37}) {
+        const int h = 14;
+        Grid g{w, h, {}, {}, {}, nullptr};
+        const std::size_t n = static_cast<std::size_t>(w * h);
+        std::mt19937 rng(static_cast<unsigned>(w + 7));
+        std::uniform_real_distribution<float> uv(-50.0f, 50.0f);
+        std::uniform_int_distribution<int> pick(0, 63);
+        g.mask.reset(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) {
+            const int row = static_cast<int>(i / static_cast<std::size_t>(w));
+            double y = row + 0.25 * (row % 4);  // the same fraction across the row
+            if (pick(rng) == 0) y += 1.0;       // a pixel in the next row
+            if (pick(rng) == 0) y = row < 2 ? 0.5 : h - 1.5;  // no neighbourhood
+            g.mapY.push_back(y);
+            float v = uv(rng);
+            const int a = pick(rng);
+            if (row % 5 != 1) {  // rows 1, 6 and 11 stay finite
+                if (a == 0) v = std::nanf("");
+                if (a == 1) v = inf;
+                if (a == 2) v = -inf;
+            }
+            if (a == 3) v = 0.0f;
+            if (a == 4) v = -0.0f;
+            g.src.push_back(v);
+            g.mask[i] = pick(rng) < 54;
+        }
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h);
+        std::vector<float> lanes = g.src, scalar = g.src;
+        resampleCubic(e, lanes.data(), nullptr, g.mapY.data(), g.mask.get(), true);
+        resampleCubic(e, scalar.data(), nullptr, g.mapY.data(), g.mask.get(), false);
+        int finite = 0, notFinite = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            if (std::isnan(scalar[i]))
+                EXPECT_TRUE(std::isnan(lanes[i])) << w << " pixel " << i;
+            else
+                EXPECT_EQ(bits(lanes[i]), bits(scalar[i])) << w << " pixel " << i << ": " << lanes[i] << " vs " << scalar[i];
+            (std::isfinite(scalar[i]) ? finite : notFinite) += 1;
+        }
+        EXPECT_GT(finite, 0) << w;
+        EXPECT_GT(notFinite, 0) << w;
     }
 }
