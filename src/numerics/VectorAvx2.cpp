@@ -13,6 +13,7 @@
 #define XELORA_NARROW(v) _mm256_cvtpd_ps(v)
 #define XELORA_ALL_FLOATS(m) (_mm_movemask_ps((__m128)(m)) == 0xf)
 #define XELORA_ALL(m) (_mm256_movemask_pd((__m256d)(m)) == 0xf)
+#define XELORA_OPS PlainOps
 #include "VectorIsa.inc"
 #pragma GCC pop_options
 #endif
