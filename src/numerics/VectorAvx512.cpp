@@ -28,6 +28,23 @@ void expfArray16(const float* x, float* out, Size n) {
 }
 
 }  // namespace
+
+void expfShortArrayAvx512(const float* x, float* out, Size n) {
+    const auto scalar = [](float v) { return num::expf(v); };
+    const __m512d table = shortExpTable();
+    for (Size i = 0; i < n; i += 16) {
+        const __mmask16 lanes = static_cast<__mmask16>(n - i >= 16 ? 0xffff : (1u << (n - i)) - 1u);
+        const __m512 q = _mm512_maskz_loadu_ps(lanes, x + i);
+        const __mmask16 inRange = _mm512_cmp_ps_mask(q, _mm512_set1_ps(-87.0f), _CMP_GT_OQ) &
+                                  _mm512_cmp_ps_mask(q, _mm512_setzero_ps(), _CMP_LT_OQ);
+        __mmask16 open;
+        __m512 e = expShort16Open(q, static_cast<__mmask16>(lanes & inRange), table, open);
+        open = static_cast<__mmask16>(open | (lanes & ~inRange));
+        if (open) e = resolveLanes(q, e, open, scalar);
+        _mm512_mask_storeu_ps(out + i, lanes, e);
+    }
+}
+
 }  // namespace XELORAALGO::num::detail
 
 #define XELORA_LANES __m512d
