@@ -82,7 +82,8 @@ float floatOf(std::uint32_t bits) {
 std::uint32_t cacheSlot(std::uint32_t bits) { return (bits * detail::kCacheMultiplier) >> (32 - detail::kCacheBits); }
 
 // Per-worker storage: the forward weights of the last hy + 1 rows (row u in slot u mod (hy + 1)),
-// each row offset-major: weight (u, c) -> (u + di, c + dj) at [offset * stride + pad + c], with
+// range weights for the plain loops, range times spatial weight for the sixteen-wide ones, each
+// row offset-major: weight (u, c) -> (u + di, c + dj) at [offset * stride + pad + c], with
 // kPad(hx) weights of -1 on either side of every run of w (so that the sixteen-wide loops read
 // whole blocks at every shift); and, for the plain loops, the arguments of one row that need expf.
 class WeightRing {
@@ -144,8 +145,11 @@ void WeightRing::computeRow(int u, int minDi) {
             if (k_.avx512) {
                 if (cLast <= cFirst) continue;
                 const std::size_t f = static_cast<std::size_t>(cFirst), g = f + static_cast<std::size_t>(dj);
+                // The weights of the sixteen-wide loops come with their spatial factor: the same for
+                // (di, dj) and (-di, -dj).
+                const float spatial = k_.ws[static_cast<std::size_t>((di + k_.hy) * (2 * k_.hx + 1) + dj + k_.hx)];
                 detail::bilateralWeightsAvx512(centre + f, centreMask + f, nv + g, nm + g, k_.rangeDenominator,
-                                               cLast - cFirst, out + f, cache_.data());
+                                               spatial, cLast - cFirst, out + f, cache_.data());
                 continue;
             }
             for (int c = cFirst; c < cLast; ++c) {
@@ -209,22 +213,19 @@ void sumRow(const Kernel& k, const WeightRing& ring, int r, float* s, float* n) 
 }
 
 // The same sums sixteen pixels wide, straight into the row of map: every offset of the kernel whose
-// row lies in the image, in the documented order. The weights outside the image are -1 (the ring's
-// padding and the columns without a neighbour), so every column reads whole blocks.
+// row lies in the image, in the documented order, the ring's weights already times the spatial
+// weight. The weights outside the image are -1 (the ring's padding and the columns without a
+// neighbour), so every column reads whole blocks.
 void sumRowWide(const Kernel& k, const WeightRing& ring, int r, std::vector<detail::SumTerm>& terms, float* out) {
     const std::ptrdiff_t w = k.w;
     terms.clear();
-    std::size_t o = 0;
     for (int di = -k.hy; di <= k.hy; ++di) {
         const int nr = r + di;
-        if (nr < 0 || nr >= k.h) {
-            o += static_cast<std::size_t>(2 * k.hx + 1);
-            continue;
-        }
-        for (int dj = -k.hx; dj <= k.hx; ++dj, ++o) {
+        if (nr < 0 || nr >= k.h) continue;
+        for (int dj = -k.hx; dj <= k.hx; ++dj) {
             const bool forward = di > 0 || (di == 0 && dj >= 0);
             const float* wr = forward ? ring.row(r, ring.forward(di, dj)) : ring.row(nr, ring.forward(-di, -dj)) + dj;
-            terms.push_back({wr, k.src + (nr * w + dj), k.ws[o]});
+            terms.push_back({wr, k.src + (nr * w + dj)});
         }
     }
     detail::bilateralRowAvx512(terms.data(), static_cast<int>(terms.size()), k.mask + r * w, k.w, out + r * w);

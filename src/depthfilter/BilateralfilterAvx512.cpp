@@ -48,7 +48,7 @@ __m512 firstNaN(__m512 a, __m512 r) {
 }  // namespace
 
 void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                            const bool* neighbourMask, float denominator, int count, float* out,
+                            const bool* neighbourMask, float denominator, float spatial, int count, float* out,
                             unsigned long long* cache) {
     // The arguments the kernel leaves open recur (maps of quantised values give few differences):
     // the last four met are compared in registers, the others looked up in the worker's cache.
@@ -108,36 +108,56 @@ void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const f
                 open = static_cast<__mmask16>(open & ~hit);
             }
             if (open) e = num::detail::resolveLanes(q, e, open, scalar);
-            weights = _mm512_mask_mov_ps(_mm512_mask_mov_ps(notTaking, taking, e), taking & isOne, one);
+            const __m512 wr = _mm512_mask_mov_ps(e, isOne, one);
+            weights = _mm512_mask_mov_ps(notTaking, taking, _mm512_mul_ps(wr, _mm512_set1_ps(spatial)));
         }
         _mm512_mask_storeu_ps(out + c, inside, weights);
     }
 }
 
+namespace {
+
+// One term of the sums of sixteen pixels from column c: where the weight takes part (not negative:
+// a number >= 0 or NaN), s += value * weight and n += weight.
+__attribute__((always_inline)) inline void addTerm(const SumTerm& term, int c, __m512& s, __m512& n) {
+    const __m512 wgt = _mm512_loadu_ps(term.weights + c);
+    const __m512 v = _mm512_loadu_ps(term.values + c);
+    const __mmask16 use = _mm512_cmp_ps_mask(wgt, _mm512_setzero_ps(), _CMP_NLT_UQ);
+    __m512 product = _mm512_mul_ps(v, wgt);
+    __m512 s1 = _mm512_mask_add_ps(s, use, product, s);
+    __m512 n1 = _mm512_mask_add_ps(n, use, wgt, n);
+    if (__builtin_expect(_mm512_mask_cmp_ps_mask(use, s1, n1, _CMP_UNORD_Q) != 0, 0)) {
+        // A NaN on the way: the operands' NaNs in the scalar loops' order.
+        product = firstNaN(v, product);
+        s1 = _mm512_mask_mov_ps(s, use, firstNaN(product, _mm512_add_ps(product, s)));
+        n1 = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
+    }
+    s = s1;
+    n = n1;
+}
+
+}  // namespace
+
 void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, int w, float* out) {
-    const __m512 notTaking = _mm512_set1_ps(-1.0f);
-    for (int c = 0; c < w; c += 16) {
-        const int lanes = w - c < 16 ? w - c : 16;
-        const __mmask16 valid = trueLanes(mask + c, lanes);
-        if (!valid) continue;
-        __m512 s = _mm512_setzero_ps(), n = _mm512_setzero_ps();
+    int c = 0;
+    // Two blocks at a time: two independent chains of additions.
+    for (; c + 16 < w; c += 32) {
+        const int lanes = w - c - 16 < 16 ? w - c - 16 : 16;
+        const __mmask16 valid0 = trueLanes(mask + c, 16), valid1 = trueLanes(mask + c + 16, lanes);
+        if (!(valid0 | valid1)) continue;
+        __m512 s0 = _mm512_setzero_ps(), n0 = s0, s1 = s0, n1 = s0;
         for (int t = 0; t < termCount; ++t) {
-            const __m512 wr = _mm512_loadu_ps(terms[t].weights + c);
-            const __m512 v = _mm512_loadu_ps(terms[t].values + c);
-            const __mmask16 use = _mm512_cmp_ps_mask(wr, notTaking, _CMP_NEQ_UQ);  // NaN takes part
-            const __m512 wgt = _mm512_mul_ps(wr, _mm512_set1_ps(terms[t].spatial));
-            __m512 term = _mm512_mul_ps(v, wgt);
-            __m512 s1 = _mm512_mask_add_ps(s, use, term, s);
-            __m512 n1 = _mm512_mask_add_ps(n, use, wgt, n);
-            if (__builtin_expect(_mm512_mask_cmp_ps_mask(use, s1, n1, _CMP_UNORD_Q) != 0, 0)) {
-                // A NaN on the way: the operands' NaNs in the scalar loops' order.
-                term = firstNaN(v, term);
-                s1 = _mm512_mask_mov_ps(s, use, firstNaN(term, _mm512_add_ps(term, s)));
-                n1 = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
-            }
-            s = s1;
-            n = n1;
+            addTerm(terms[t], c, s0, n0);
+            addTerm(terms[t], c + 16, s1, n1);
         }
+        _mm512_mask_storeu_ps(out + c, valid0, firstNaN(s0, _mm512_div_ps(s0, n0)));
+        _mm512_mask_storeu_ps(out + c + 16, valid1, firstNaN(s1, _mm512_div_ps(s1, n1)));
+    }
+    if (c < w) {
+        const __mmask16 valid = trueLanes(mask + c, w - c);
+        if (!valid) return;
+        __m512 s = _mm512_setzero_ps(), n = s;
+        for (int t = 0; t < termCount; ++t) addTerm(terms[t], c, s, n);
         _mm512_mask_storeu_ps(out + c, valid, firstNaN(s, _mm512_div_ps(s, n)));
     }
 }
@@ -156,7 +176,7 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-void bilateralWeightsAvx512(const float*, const bool*, const float*, const bool*, float, int, float*,
+void bilateralWeightsAvx512(const float*, const bool*, const float*, const bool*, float, float, int, float*,
                             unsigned long long*) {}
 void bilateralRowAvx512(const SumTerm*, int, const bool*, int, float*) {}
 

@@ -17,25 +17,24 @@ constexpr int kCacheBits = 12;
 constexpr unsigned kCacheMultiplier = 2654435761u;
 
 // Forward pairs (centre c, neighbour c + dj) of one row and one offset, columns 0 ... count - 1
-// (all inside the image): out[c] = -1 where either pixel is invalid, otherwise the range weight
-// expf((-d * d) / denominator), d = neighbour - centre, with the bits of the library's expf.
-// `cache`: the worker's 2^kCacheBits entries, zero at first.
+// (all inside the image): out[c] = -1 where either pixel is invalid, otherwise the pair's weight
+// wr * spatial in float, wr = expf((-d * d) / denominator) with d = neighbour - centre and the bits
+// of the library's expf. `cache`: the worker's 2^kCacheBits entries, zero at first.
 void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                            const bool* neighbourMask, float denominator, int count, float* out,
+                            const bool* neighbourMask, float denominator, float spatial, int count, float* out,
                             unsigned long long* cache);
 
-// One offset of a pixel's sums, as seen from the pixels of one row: the range weight of column c at
-// weights[c] (-1: the neighbour does not take part), its value at values[c], the spatial weight.
-// Both arrays are readable for c in [0, w rounded up to 16).
+// One offset of a pixel's sums, as seen from the pixels of one row: the weight of column c's
+// neighbour at weights[c] (negative: it does not take part), its value at values[c]. Both arrays are
+// readable for c in [0, w rounded up to 16).
 struct SumTerm {
     const float* weights;
     const float* values;
-    float spatial;
 };
 
 // A row of the filter: for every column c < w whose mask is true, out[c] = S / N with, over the
-// terms in order, where weights[c] is not -1, S += values[c] * (weights[c] * spatial) and
-// N += weights[c] * spatial, in float from 0. Other columns of out are left as they are.
+// terms in order, where weights[c] is not negative (NaN takes part), S += values[c] * weights[c] and
+// N += weights[c], in float from 0. Other columns of out are left as they are.
 void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, int w, float* out);
 
 }  // namespace detail

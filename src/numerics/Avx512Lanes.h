@@ -46,11 +46,15 @@ struct PermuteLook512 {
 };
 
 // The lanes of an integer rounding test (roundsSafely of LaneKernels.h on each lane of y): set where
-// the double y rounds to the same float as every real within `ulps` units in its last place.
-__attribute__((always_inline)) inline __mmask8 roundsSafely8(__m512d y, unsigned long long ulps) {
-    const __m512i low = _mm512_and_si512(_mm512_add_epi64(_mm512_castpd_si512(y), _mm512_set1_epi64(static_cast<long long>(ulps - (1ull << 28)))),
+// the double y rounds to the same float as every real within `ulps` units in its last place (ulps
+// given per lane: a vector of 64-bit integers).
+__attribute__((always_inline)) inline __mmask8 roundsSafely8(__m512d y, __m512i ulps) {
+    const __m512i low = _mm512_and_si512(_mm512_add_epi64(_mm512_castpd_si512(y), _mm512_sub_epi64(ulps, _mm512_set1_epi64(1ll << 28))),
                                          _mm512_set1_epi64((1ll << 29) - 1));
-    return _mm512_cmpgt_epu64_mask(low, _mm512_set1_epi64(static_cast<long long>(2 * ulps)));
+    return _mm512_cmpgt_epu64_mask(low, _mm512_add_epi64(ulps, ulps));
+}
+__attribute__((always_inline)) inline __mmask8 roundsSafely8(__m512d y, unsigned long long ulps) {
+    return roundsSafely8(y, _mm512_set1_epi64(static_cast<long long>(ulps)));
 }
 
 // expf of the eight floats x (widened to double lanes) where they lie in (-87, 88.5), the scalar
@@ -95,7 +99,14 @@ __attribute__((always_inline)) inline __m512 expf16Open(__m512 q, __mmask16 want
 // table entry and the last product 2^-52. The result is within 2^-43.7 of e^q relative, i.e.
 // within 2^10 units in the last place of the double y (y < 2^(E+1) for an ulp of 2^(E-52)), and
 // e^q > 2^-126 is normal: the integer rounding test with 2^10 units settles it.
+// For -2^-10 <= x < 0, k = 0 and the polynomial alone gives y: r = x exactly, the truncation is
+// below 2^-82, and the roundings of the last two steps (half an ulp of numbers below 1, 2^-54 each,
+// the earlier one times |r|) with the rest stay below 2^-53.9, an ulp of y in (1 - 2^-10, 1): there
+// the test takes 2 units. (Near 1, floats of the form 1 - odd * 2^-25 are midpoints, and arguments
+// like q = -9 * 2^-25 bring e^q within 2^-44.7 of one: maps of quantised values meet them often.)
 constexpr unsigned long long kShortExpUlps = 1ull << 10;
+constexpr unsigned long long kShortExpSmallUlps = 2;
+constexpr double kShortExpSmall = -0x1p-10;
 
 // 2^(j/8), j = 0 ... 7, in one register.
 __attribute__((always_inline)) inline __m512d shortExpTable() {
@@ -122,7 +133,10 @@ __attribute__((always_inline)) inline __m256 expShort8(__m512d x, __m512d table,
     const __m512d entry = _mm512_maskz_permutexvar_pd(0xff, b, table);
     const __m512i exponent = _mm512_and_si512(_mm512_maskz_slli_epi64(0xff, b, 49), _mm512_set1_epi64(static_cast<long long>(0xfff0000000000000ull)));
     const __m512d y = _mm512_mul_pd(_mm512_castsi512_pd(_mm512_add_epi64(_mm512_castpd_si512(entry), exponent)), p);
-    settled = roundsSafely8(y, kShortExpUlps);
+    const __mmask8 small = _mm512_cmp_pd_mask(x, _mm512_set1_pd(kShortExpSmall), _CMP_GE_OQ);
+    const __m512i ulps = _mm512_mask_blend_epi64(small, _mm512_set1_epi64(static_cast<long long>(kShortExpUlps)),
+                                                 _mm512_set1_epi64(static_cast<long long>(kShortExpSmallUlps)));
+    settled = roundsSafely8(y, ulps);
     return _mm512_maskz_cvtpd_ps(0xff, y);
 }
 
