@@ -49,7 +49,11 @@ struct Kernel {
     int hy, hx;
     float rangeDenominator;
     bool avx512;  // the inner loops sixteen columns at a time
+    const unsigned char* maskBits;  // for those: the mask as bits, kMaskRowBytes(w) bytes a row
 };
+
+// Bytes of a row of the mask as bits: 8 readable bytes from the byte of any column below w + 16.
+std::size_t kMaskRowBytes(int w) { return static_cast<std::size_t>(w + 7) / 8 + 10; }
 
 // The range weight of a pair of pixels does not depend on which of the two is the centre: the
 // difference only changes sign, and (-d) * d is the same float for d and -d. So each pair is
@@ -148,7 +152,10 @@ void WeightRing::computeRow(int u, int minDi) {
                 // The weights of the sixteen-wide loops come with their spatial factor: the same for
                 // (di, dj) and (-di, -dj).
                 const float spatial = k_.ws[static_cast<std::size_t>((di + k_.hy) * (2 * k_.hx + 1) + dj + k_.hx)];
-                detail::bilateralWeightsAvx512(centre + f, centreMask + f, nv + g, nm + g, k_.rangeDenominator,
+                const unsigned char* bits = k_.maskBits + static_cast<std::size_t>(u) * kMaskRowBytes(w);
+                detail::bilateralWeightsAvx512(centre + f, bits, cFirst, nv + g,
+                                               bits + static_cast<std::size_t>(di) * kMaskRowBytes(w), cFirst + dj,
+                                               k_.rangeDenominator,
                                                spatial, cLast - cFirst, out + f, cache_.data());
                 continue;
             }
@@ -288,8 +295,16 @@ void filterWith(const AlgoEngine& e, float* map, const bool* mask, int spatialSi
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
+    std::vector<unsigned char> maskBits;
+    if (avx512) {
+        const std::size_t rowBytes = kMaskRowBytes(w);
+        maskBits.assign(rowBytes * static_cast<std::size_t>(h), 0);
+        for (std::size_t r = 0; r < static_cast<std::size_t>(h); ++r)
+            for (std::size_t c = 0; c < static_cast<std::size_t>(w); ++c)
+                maskBits[r * rowBytes + c / 8] |= static_cast<unsigned char>(mask[r * static_cast<std::size_t>(w) + c] ? 1u << (c % 8) : 0u);
+    }
     const Kernel kernel{src, mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
-                        rangeDenominator, avx512};
+                        rangeDenominator, avx512, maskBits.data()};
     runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         filterBand(kernel, static_cast<int>(rowBegin), static_cast<int>(rowEnd), map);
     });

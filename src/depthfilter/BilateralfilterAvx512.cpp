@@ -34,6 +34,13 @@ __mmask16 trueLanes(const bool* b, int lanes) {
     return _mm512_test_epi32_mask(wide, wide);
 }
 
+// Sixteen bits from bit `first` on (bit b at byte b / 8, bit b % 8).
+unsigned bits16(const unsigned char* bits, int first) {
+    unsigned long long word;
+    __builtin_memcpy(&word, bits + (first >> 3), sizeof word);
+    return static_cast<unsigned>(word >> (first & 7)) & 0xffffu;
+}
+
 __mmask16 firstLanes(int lanes) { return static_cast<__mmask16>(lanes >= 16 ? 0xffff : (1u << lanes) - 1u); }
 
 // r = a op b with the NaN the scalar loops give: where a is NaN, a made quiet (the first operand's
@@ -47,9 +54,9 @@ __m512 firstNaN(__m512 a, __m512 r) {
 
 }  // namespace
 
-void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                            const bool* neighbourMask, float denominator, float spatial, int count, float* out,
-                            unsigned long long* cache) {
+void bilateralWeightsAvx512(const float* centre, const unsigned char* centreBits, int centreFirst,
+                            const float* neighbour, const unsigned char* neighbourBits, int neighbourFirst,
+                            float denominator, float spatial, int count, float* out, unsigned long long* cache) {
     // The arguments the kernel leaves open recur (maps of quantised values give few differences):
     // the last four met are compared in registers, the others looked up in the worker's cache.
     constexpr int kRecent = 4;
@@ -84,7 +91,8 @@ void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const f
     for (int c = 0; c < count; c += 16) {
         const int lanes = count - c < 16 ? count - c : 16;
         const __mmask16 inside = firstLanes(lanes);
-        const __mmask16 taking = trueLanes(centreMask + c, lanes) & trueLanes(neighbourMask + c, lanes);
+        const __mmask16 taking =
+            static_cast<__mmask16>(bits16(centreBits, centreFirst + c) & bits16(neighbourBits, neighbourFirst + c) & inside);
         __m512 weights = notTaking;
         if (taking) {
             const __m512 delta = _mm512_sub_ps(_mm512_maskz_loadu_ps(inside, neighbour + c),
@@ -118,22 +126,36 @@ void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const f
 namespace {
 
 // One term of the sums of sixteen pixels from column c: where the weight takes part (not negative:
-// a number >= 0 or NaN), s += value * weight and n += weight.
+// a number >= 0 or NaN), s += value * weight and n += weight. With Exact, a NaN that comes up takes
+// the operands' NaN in the scalar loops' order; without, the lanes that meet a NaN end as NaN (a NaN
+// stays), and the caller redoes them.
+template <bool Exact>
 __attribute__((always_inline)) inline void addTerm(const SumTerm& term, int c, __m512& s, __m512& n) {
     const __m512 wgt = _mm512_loadu_ps(term.weights + c);
     const __m512 v = _mm512_loadu_ps(term.values + c);
     const __mmask16 use = _mm512_cmp_ps_mask(wgt, _mm512_setzero_ps(), _CMP_NLT_UQ);
-    __m512 product = _mm512_mul_ps(v, wgt);
-    __m512 s1 = _mm512_mask_add_ps(s, use, product, s);
-    __m512 n1 = _mm512_mask_add_ps(n, use, wgt, n);
-    if (__builtin_expect(_mm512_mask_cmp_ps_mask(use, s1, n1, _CMP_UNORD_Q) != 0, 0)) {
-        // A NaN on the way: the operands' NaNs in the scalar loops' order.
-        product = firstNaN(v, product);
-        s1 = _mm512_mask_mov_ps(s, use, firstNaN(product, _mm512_add_ps(product, s)));
-        n1 = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
+    const __m512 product = _mm512_mul_ps(v, wgt);
+    if (!Exact) {
+        s = _mm512_mask_add_ps(s, use, product, s);
+        n = _mm512_mask_add_ps(n, use, wgt, n);
+        return;
     }
-    s = s1;
-    n = n1;
+    const __m512 term1 = firstNaN(v, product);
+    s = _mm512_mask_mov_ps(s, use, firstNaN(term1, _mm512_add_ps(term1, s)));
+    n = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
+}
+
+// The sums of the sixteen pixels from column c over every term, with the NaNs of the scalar loops.
+__attribute__((noinline)) void exactSums(const SumTerm* terms, int termCount, int c, __m512& s, __m512& n) {
+    s = n = _mm512_setzero_ps();
+    for (int t = 0; t < termCount; ++t) addTerm<true>(terms[t], c, s, n);
+}
+
+// S / N into the valid lanes of out; lanes where a NaN came up are summed again exactly first.
+__attribute__((always_inline)) inline void storeMeans(const SumTerm* terms, int termCount, int c, __mmask16 valid,
+                                                      __m512 s, __m512 n, float* out) {
+    if (_mm512_mask_cmp_ps_mask(valid, s, n, _CMP_UNORD_Q)) exactSums(terms, termCount, c, s, n);
+    _mm512_mask_storeu_ps(out + c, valid, firstNaN(s, _mm512_div_ps(s, n)));
 }
 
 }  // namespace
@@ -147,18 +169,18 @@ void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, i
         if (!(valid0 | valid1)) continue;
         __m512 s0 = _mm512_setzero_ps(), n0 = s0, s1 = s0, n1 = s0;
         for (int t = 0; t < termCount; ++t) {
-            addTerm(terms[t], c, s0, n0);
-            addTerm(terms[t], c + 16, s1, n1);
+            addTerm<false>(terms[t], c, s0, n0);
+            addTerm<false>(terms[t], c + 16, s1, n1);
         }
-        _mm512_mask_storeu_ps(out + c, valid0, firstNaN(s0, _mm512_div_ps(s0, n0)));
-        _mm512_mask_storeu_ps(out + c + 16, valid1, firstNaN(s1, _mm512_div_ps(s1, n1)));
+        storeMeans(terms, termCount, c, valid0, s0, n0, out);
+        storeMeans(terms, termCount, c + 16, valid1, s1, n1, out);
     }
     if (c < w) {
         const __mmask16 valid = trueLanes(mask + c, w - c);
         if (!valid) return;
         __m512 s = _mm512_setzero_ps(), n = s;
-        for (int t = 0; t < termCount; ++t) addTerm(terms[t], c, s, n);
-        _mm512_mask_storeu_ps(out + c, valid, firstNaN(s, _mm512_div_ps(s, n)));
+        for (int t = 0; t < termCount; ++t) addTerm<false>(terms[t], c, s, n);
+        storeMeans(terms, termCount, c, valid, s, n, out);
     }
 }
 
@@ -176,8 +198,8 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-void bilateralWeightsAvx512(const float*, const bool*, const float*, const bool*, float, float, int, float*,
-                            unsigned long long*) {}
+void bilateralWeightsAvx512(const float*, const unsigned char*, int, const float*, const unsigned char*, int, float,
+                            float, int, float*, unsigned long long*) {}
 void bilateralRowAvx512(const SumTerm*, int, const bool*, int, float*) {}
 
 }  // namespace detail

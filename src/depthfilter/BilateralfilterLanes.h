@@ -17,12 +17,14 @@ constexpr int kCacheBits = 12;
 constexpr unsigned kCacheMultiplier = 2654435761u;
 
 // Forward pairs (centre c, neighbour c + dj) of one row and one offset, columns 0 ... count - 1
-// (all inside the image): out[c] = -1 where either pixel is invalid, otherwise the pair's weight
+// (all inside the image), their validity at bits centreFirst + c of centreBits and neighbourFirst
+// + c of neighbourBits (bit b at byte b / 8, bit b % 8; 8 bytes readable from the byte of any bit
+// below 16 past the run): out[c] = -1 where either pixel is invalid, otherwise the pair's weight
 // wr * spatial in float, wr = expf((-d * d) / denominator) with d = neighbour - centre and the bits
 // of the library's expf. `cache`: the worker's 2^kCacheBits entries, zero at first.
-void bilateralWeightsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                            const bool* neighbourMask, float denominator, float spatial, int count, float* out,
-                            unsigned long long* cache);
+void bilateralWeightsAvx512(const float* centre, const unsigned char* centreBits, int centreFirst,
+                            const float* neighbour, const unsigned char* neighbourBits, int neighbourFirst,
+                            float denominator, float spatial, int count, float* out, unsigned long long* cache);
 
 // One offset of a pixel's sums, as seen from the pixels of one row: the weight of column c's
 // neighbour at weights[c] (negative: it does not take part), its value at values[c]. Both arrays are

@@ -94,17 +94,18 @@ __attribute__((always_inline)) inline __m512 expf16Open(__m512 q, __mmask16 want
 // x = (double) q = k ln2/8 + r, k = nearestInt(x * 8/ln2), |r| <= ln2/16 + 2^-43; e^x = 2^(k/8) e^r
 // with 2^(j/8) (j = k mod 8) from kExp2J64[8j] in one register and 2^floor(k/8) put into its
 // exponent. Error bound: r = fma(k, -L, x) with L = ln2/8 rounded to the nearest double misses
-// x - k ln2/8 by |k| 2^-57 + 2^-53 |r| < 2^-46.9 (|k| <= 1005); e^r by its Taylor polynomial to r^6
-// (Horner, fused): truncation (ln2/16)^7/5040 e^(ln2/16) < 2^-43.9, evaluation below 2^-52.7; the
-// table entry and the last product 2^-52. The result is within 2^-43.7 of e^q relative, i.e.
-// within 2^10 units in the last place of the double y (y < 2^(E+1) for an ulp of 2^(E-52)), and
-// e^q > 2^-126 is normal: the integer rounding test with 2^10 units settles it.
+// x - k ln2/8 by |k| 2^-57 + 2^-53 |r| < 2^-46.9 (|k| <= 1005); e^r by its Taylor polynomial to r^5
+// (Horner, fused): truncation (ln2/16)^6/720 e^(ln2/16) < 2^-36.6, evaluation below 2^-52.7; the
+// table entry and the last product 2^-52. The result is within 2^-36.5 of e^q relative, i.e.
+// within 2^17 units in the last place of the double y (y < 2^(E+1) for an ulp of 2^(E-52)), and
+// e^q > 2^-126 is normal: the integer rounding test with 2^17 units settles it (it leaves about one
+// argument in 4000 to the scalar function).
 // For -2^-10 <= x < 0, k = 0 and the polynomial alone gives y: r = x exactly, the truncation is
-// below 2^-82, and the roundings of the last two steps (half an ulp of numbers below 1, 2^-54 each,
+// below 2^-69, and the roundings of the last two steps (half an ulp of numbers below 1, 2^-54 each,
 // the earlier one times |r|) with the rest stay below 2^-53.9, an ulp of y in (1 - 2^-10, 1): there
 // the test takes 2 units. (Near 1, floats of the form 1 - odd * 2^-25 are midpoints, and arguments
 // like q = -9 * 2^-25 bring e^q within 2^-44.7 of one: maps of quantised values meet them often.)
-constexpr unsigned long long kShortExpUlps = 1ull << 10;
+constexpr unsigned long long kShortExpUlps = 1ull << 17;
 constexpr unsigned long long kShortExpSmallUlps = 2;
 constexpr double kShortExpSmall = -0x1p-10;
 
@@ -121,8 +122,7 @@ __attribute__((always_inline)) inline __m256 expShort8(__m512d x, __m512d table,
     const __m512d t = _mm512_fmadd_pd(x, _mm512_set1_pd(0x1.71547652b82fep+3), shift);  // 8/ln2
     const __m512d k = _mm512_sub_pd(t, shift);
     const __m512d r = _mm512_fmadd_pd(k, _mm512_set1_pd(-0x1.62e42fefa39efp-4), x);  // -ln2/8
-    __m512d p = _mm512_fmadd_pd(r, _mm512_set1_pd(1.0 / 720.0), _mm512_set1_pd(1.0 / 120.0));
-    p = _mm512_fmadd_pd(r, p, _mm512_set1_pd(1.0 / 24.0));
+    __m512d p = _mm512_fmadd_pd(r, _mm512_set1_pd(1.0 / 120.0), _mm512_set1_pd(1.0 / 24.0));
     p = _mm512_fmadd_pd(r, p, _mm512_set1_pd(1.0 / 6.0));
     p = _mm512_fmadd_pd(r, p, _mm512_set1_pd(0.5));
     p = _mm512_fmadd_pd(r, p, _mm512_set1_pd(1.0));
