@@ -33,16 +33,18 @@ __attribute__((always_inline)) inline __m512d take64(const double* table, __m512
 
 // a * b + c rounded once, each operand a lane vector or a constant.
 struct FusedLanes512 {
-    static __m512d lanes(__m512d v) { return v; }
-    static __m512d lanes(double c) { return _mm512_set1_pd(c); }
+    __attribute__((always_inline)) static __m512d lanes(__m512d v) { return v; }
+    __attribute__((always_inline)) static __m512d lanes(double c) { return _mm512_set1_pd(c); }
     template <class A, class B, class C>
-    static __m512d madd(A a, B b, C c) { return _mm512_fmadd_pd(lanes(a), lanes(b), lanes(c)); }
+    __attribute__((always_inline)) static __m512d madd(A a, B b, C c) {
+        return _mm512_fmadd_pd(lanes(a), lanes(b), lanes(c));
+    }
 };
 
 // The table lookups of the kernels with take64.
 struct PermuteLook512 {
     template <class V, class I>
-    static V take(const double* table, I i) { return take64(table, (__m512i)i); }
+    __attribute__((always_inline)) static V take(const double* table, I i) { return take64(table, (__m512i)i); }
 };
 
 // The lanes of an integer rounding test (roundsSafely of LaneKernels.h on each lane of y): set where
@@ -157,16 +159,23 @@ __attribute__((always_inline)) inline __m512 expShort16Open(__m512 q, __mmask16 
     return _mm512_maskz_mov_ps(wanted, both);
 }
 
-// r with its lanes `open` replaced by scalar(q) (scalar must return num::expf's bits).
+// out[l] = scalar(args[l]) for the lanes l of `open` (scalar must return num::expf's bits). Out of
+// line and without vector arguments: the rare path.
 template <class Scalar>
-__attribute__((noinline)) __m512 resolveLanes(__m512 q, __m512 r, __mmask16 open, Scalar scalar) {
-    float args[16], out[16];
-    _mm512_storeu_ps(args, q);
-    _mm512_storeu_ps(out, r);
+__attribute__((noinline)) void resolveArgs(const float* args, float* out, unsigned open, Scalar scalar) {
     for (unsigned rest = open; rest; rest &= rest - 1) {
         const int l = __builtin_ctz(rest);
         out[l] = scalar(args[l]);
     }
+}
+
+// r with its lanes `open` replaced by scalar(q).
+template <class Scalar>
+__attribute__((always_inline)) inline __m512 resolveLanes(__m512 q, __m512 r, __mmask16 open, Scalar scalar) {
+    float args[16], out[16];
+    _mm512_storeu_ps(args, q);
+    _mm512_storeu_ps(out, r);
+    resolveArgs(args, out, open, scalar);
     return _mm512_loadu_ps(out);
 }
 
