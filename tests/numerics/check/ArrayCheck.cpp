@@ -162,7 +162,7 @@ int exhaustive(const char* name, const char* isaName, unsigned threads, std::uin
     bool avx512Only = false;
     num::Isa isa = num::Isa::Sse2;
     if (!unaryByName(name, array, scalar, avx512Only) || !isaByName(isaName, isa)) return 2;
-    if (!num::isaUsable(isa) || (avx512Only && num::widestIsa() != num::Isa::Avx512)) {
+    if (!num::isaUsable(isa) || (avx512Only && (isa != num::Isa::Avx512 || num::widestIsa() != num::Isa::Avx512))) {
         std::printf("%s: instruction set not usable here\n", isaName);
         return 2;
     }
