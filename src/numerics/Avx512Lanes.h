@@ -71,21 +71,33 @@ __attribute__((always_inline)) inline __m256 expNormal8(__m512d x, __mmask8& set
     return _mm512_maskz_cvtpd_ps(0xff, y);
 }
 
-// expf of the lanes `wanted` of q (the others come out 0), the scalar function's bits in every lane
-// except those returned in `open` (outside the kernel's range, NaN, or left open by the rounding
-// test), whose values are unspecified: the caller takes them from the scalar function.
-__attribute__((always_inline)) inline __m512 expf16Open(__m512 q, __mmask16 wanted, __mmask16& open) {
+// eight(x, settled) on both halves of q widened to double lanes: the lanes `wanted` that its test
+// leaves open are returned in `open`, the lanes not wanted come out 0.
+template <class Eight>
+__attribute__((always_inline)) inline __m512 byHalves(__m512 q, __mmask16 wanted, __mmask16& open, Eight eight) {
     __mmask8 settledLow, settledHigh;
-    const __m256 low = expNormal8(
+    const __m256 low = eight(
         _mm512_maskz_cvtps_pd(0xff, _mm256_castpd_ps(_mm512_maskz_extractf64x4_pd(0xf, _mm512_castps_pd(q), 0))),
         settledLow);
-    const __m256 high = expNormal8(
+    const __m256 high = eight(
         _mm512_maskz_cvtps_pd(0xff, _mm256_castpd_ps(_mm512_maskz_extractf64x4_pd(0xf, _mm512_castps_pd(q), 1))),
         settledHigh);
     const __m512 both = _mm512_castpd_ps(
         _mm512_maskz_insertf64x4(0xff, _mm512_castpd256_pd512(_mm256_castps_pd(low)), _mm256_castps_pd(high), 1));
     open = static_cast<__mmask16>(wanted & ~(settledLow | settledHigh << 8));
     return _mm512_maskz_mov_ps(wanted, both);
+}
+
+// expf of the lanes `wanted` of q (the others come out 0), the scalar function's bits in every lane
+// except those returned in `open` (outside the kernel's range, NaN, or left open by the rounding
+// test), whose values are unspecified: the caller takes them from the scalar function.
+__attribute__((always_inline)) inline __m512 expf16Open(__m512 q, __mmask16 wanted, __mmask16& open) {
+    struct Eight {
+        __attribute__((always_inline)) __m256 operator()(__m512d x, __mmask8& settled) const {
+            return expNormal8(x, settled);
+        }
+    };
+    return byHalves(q, wanted, open, Eight{});
 }
 
 // ---- expf of the arguments of a Gaussian weight: -87 < q < 0 ----
@@ -146,17 +158,13 @@ __attribute__((always_inline)) inline __m256 expShort8(__m512d x, __m512d table,
 // open are returned in `open`, the lanes not wanted come out 0.
 __attribute__((always_inline)) inline __m512 expShort16Open(__m512 q, __mmask16 wanted, __m512d table,
                                                             __mmask16& open) {
-    __mmask8 settledLow, settledHigh;
-    const __m256 low = expShort8(
-        _mm512_maskz_cvtps_pd(0xff, _mm256_castpd_ps(_mm512_maskz_extractf64x4_pd(0xf, _mm512_castps_pd(q), 0))),
-        table, settledLow);
-    const __m256 high = expShort8(
-        _mm512_maskz_cvtps_pd(0xff, _mm256_castpd_ps(_mm512_maskz_extractf64x4_pd(0xf, _mm512_castps_pd(q), 1))),
-        table, settledHigh);
-    const __m512 both = _mm512_castpd_ps(
-        _mm512_maskz_insertf64x4(0xff, _mm512_castpd256_pd512(_mm256_castps_pd(low)), _mm256_castps_pd(high), 1));
-    open = static_cast<__mmask16>(wanted & ~(settledLow | settledHigh << 8));
-    return _mm512_maskz_mov_ps(wanted, both);
+    struct Eight {
+        __m512d table;
+        __attribute__((always_inline)) __m256 operator()(__m512d x, __mmask8& settled) const {
+            return expShort8(x, table, settled);
+        }
+    };
+    return byHalves(q, wanted, open, Eight{table});
 }
 
 // out[l] = scalar(args[l]) for the lanes l of `open` (scalar must return num::expf's bits). Out of
