@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "Bilateralfilter.h"
@@ -97,7 +98,14 @@ public:
           pad_(k.avx512 ? kPad(k.hx) : 0), stride_(static_cast<std::size_t>(k.w) + 2 * pad_),
           rowSize_(offsets_ * stride_), arg_(k.avx512 ? 0 : rowSize_), wr_(arg_.size()), where_(arg_.size()),
           cache_(std::size_t{1} << detail::kCacheBits, 0u),
-          ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1), kNotTaking) {}
+          ring_(new float[rowSize_ * static_cast<std::size_t>(k.hy + 1)]) {
+        // Only the padding needs a value: a row's weights are written before they are read.
+        for (std::size_t run = 0; run < offsets_ * static_cast<std::size_t>(k.hy + 1); ++run) {
+            float* start = ring_.get() + run * stride_;
+            std::fill(start, start + pad_, kNotTaking);
+            std::fill(start + pad_ + static_cast<std::size_t>(k.w), start + stride_, kNotTaking);
+        }
+    }
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
     std::size_t forward(int di, int dj) const {
@@ -110,7 +118,7 @@ public:
     void computeRow(int u, int minDi);
 
     // Forward weights of row u, offset `index`.
-    const float* row(int u, std::size_t index) const { return ring_.data() + slot(u) + index * stride_ + pad_; }
+    const float* row(int u, std::size_t index) const { return ring_.get() + slot(u) + index * stride_ + pad_; }
 
 private:
     std::size_t slot(int u) const { return static_cast<std::size_t>(u % (k_.hy + 1)) * rowSize_; }
@@ -120,7 +128,7 @@ private:
     std::vector<float> arg_, wr_;       // arguments and weights that need expf (plain loops)
     std::vector<std::uint32_t> where_;  // their places in the ring slot
     std::vector<unsigned long long> cache_;  // the weights of the last arguments met
-    std::vector<float> ring_;
+    std::unique_ptr<float[]> ring_;
 };
 
 void WeightRing::computeRow(int u, int minDi) {
@@ -129,7 +137,7 @@ void WeightRing::computeRow(int u, int minDi) {
     const std::size_t rowStart = static_cast<std::size_t>(u) * static_cast<std::size_t>(w);
     const float* centre = k_.src + rowStart;
     const bool* centreMask = k_.mask + rowStart;
-    float* ring = ring_.data() + slot(u) + pad_;
+    float* ring = ring_.get() + slot(u) + pad_;
     // 1. Every pair taking part gets its argument q = (-d * d) / ((s + s) s), d = neighbour - centre.
     // expf(q) is 1 for -2^-25 <= q <= 0 (e^q lies above 1 - 2^-25, the midpoint below 1) and 0 for
     // q < -104; the plain loops write those weights here and send the others to one array for expf;
@@ -299,9 +307,15 @@ void filterWith(const AlgoEngine& e, float* map, const bool* mask, int spatialSi
     if (avx512) {
         const std::size_t rowBytes = kMaskRowBytes(w);
         maskBits.assign(rowBytes * static_cast<std::size_t>(h), 0);
-        for (std::size_t r = 0; r < static_cast<std::size_t>(h); ++r)
-            for (std::size_t c = 0; c < static_cast<std::size_t>(w); ++c)
-                maskBits[r * rowBytes + c / 8] |= static_cast<unsigned char>(mask[r * static_cast<std::size_t>(w) + c] ? 1u << (c % 8) : 0u);
+        for (std::size_t r = 0; r < static_cast<std::size_t>(h); ++r) {
+            const bool* row = mask + r * static_cast<std::size_t>(w);
+            for (std::size_t c = 0; c < static_cast<std::size_t>(w); c += 8) {
+                unsigned byte = 0;
+                for (std::size_t b = 0; b < 8 && c + b < static_cast<std::size_t>(w); ++b)
+                    byte |= static_cast<unsigned>(row[c + b]) << b;
+                maskBits[r * rowBytes + c / 8] = static_cast<unsigned char>(byte);
+            }
+        }
     }
     const Kernel kernel{src, mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
                         rangeDenominator, avx512, maskBits.data()};
