@@ -3,9 +3,9 @@
 // Inputs:  map (float, w x h, caller-owned, filtered in place), mask (bool, w x h, read only),
 //          spatialSigma (pixels, integer), rangeSigma (units of the map).
 // Outputs: map: valid pixels hold the filtered value, invalid pixels 0.
-// Working storage (the spatial weight table, a copy of the map and, per worker, the range weights
-// of the last hy + 1 rows of pixel pairs and a cache of 4096 range weights) is allocated here and
-// released on return.
+// Working storage (the spatial weight table, a copy of the map with readable padding, for the
+// sixteen-wide loops the mask as bits, and per worker the weights of the last hy + 1 rows of pixel
+// pairs and a cache of 4096 range weights) is allocated here and released on return.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>

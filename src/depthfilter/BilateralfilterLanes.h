@@ -1,7 +1,9 @@
 // The inner loops of Bilateralfilter over a run of columns, sixteen pixels at a time with
-// AVX-512 (BilateralfilterAvx512.cpp), with the same operations per pixel as the scalar loops. Where
-// the library was built without AVX-512 they do nothing (and are not called). No standard header
-// here: the AVX-512 file includes this.
+// AVX-512 (BilateralfilterAvx512.cpp), with the bits of the scalar loops: the same float operations
+// per pixel, except that the range weights come from a shorter exp kernel that keeps only results it
+// proves correctly rounded (expf's bits) and asks expf for the rest. Where the library was built
+// without AVX-512 they do nothing (and are not called). No standard header here: the AVX-512 file
+// includes this.
 #ifndef XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 #define XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 
