@@ -126,19 +126,36 @@ void bilateralWeightsAvx512(const float* centre, const unsigned char* centreBits
 namespace {
 
 // One term of the sums of sixteen pixels from column c: where the weight takes part (not negative:
-// a number >= 0 or NaN), s += value * weight and n += weight. (Where two NaNs meet, which payload
-// goes on follows the operand order the compiler picks, as in the scalar loops.)
+// a number >= 0 or NaN), s += value * weight and n += weight. With Exact, a NaN that comes up takes
+// the operands' NaN in the scalar loops' order; without, the lanes that meet a NaN end as NaN (a NaN
+// stays), and the caller redoes them.
+template <bool Exact>
 __attribute__((always_inline)) inline void addTerm(const SumTerm& term, int c, __m512& s, __m512& n) {
     const __m512 wgt = _mm512_loadu_ps(term.weights + c);
     const __m512 v = _mm512_loadu_ps(term.values + c);
     const __mmask16 use = _mm512_cmp_ps_mask(wgt, _mm512_setzero_ps(), _CMP_NLT_UQ);
-    s = _mm512_mask_add_ps(s, use, _mm512_mul_ps(v, wgt), s);
-    n = _mm512_mask_add_ps(n, use, wgt, n);
+    const __m512 product = _mm512_mul_ps(v, wgt);
+    if (!Exact) {
+        s = _mm512_mask_add_ps(s, use, product, s);
+        n = _mm512_mask_add_ps(n, use, wgt, n);
+        return;
+    }
+    const __m512 term1 = firstNaN(v, product);
+    s = _mm512_mask_mov_ps(s, use, firstNaN(term1, _mm512_add_ps(term1, s)));
+    n = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
 }
 
-// S / N into the valid lanes of out.
-__attribute__((always_inline)) inline void storeMeans(int c, __mmask16 valid, __m512 s, __m512 n, float* out) {
-    _mm512_mask_storeu_ps(out + c, valid, _mm512_div_ps(s, n));
+// The sums of the sixteen pixels from column c over every term, with the NaNs of the scalar loops.
+__attribute__((noinline)) void exactSums(const SumTerm* terms, int termCount, int c, __m512& s, __m512& n) {
+    s = n = _mm512_setzero_ps();
+    for (int t = 0; t < termCount; ++t) addTerm<true>(terms[t], c, s, n);
+}
+
+// S / N into the valid lanes of out; lanes where a NaN came up are summed again exactly first.
+__attribute__((always_inline)) inline void storeMeans(const SumTerm* terms, int termCount, int c, __mmask16 valid,
+                                                      __m512 s, __m512 n, float* out) {
+    if (_mm512_mask_cmp_ps_mask(valid, s, n, _CMP_UNORD_Q)) exactSums(terms, termCount, c, s, n);
+    _mm512_mask_storeu_ps(out + c, valid, firstNaN(s, _mm512_div_ps(s, n)));
 }
 
 }  // namespace
@@ -152,18 +169,18 @@ void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, i
         if (!(valid0 | valid1)) continue;
         __m512 s0 = _mm512_setzero_ps(), n0 = s0, s1 = s0, n1 = s0;
         for (int t = 0; t < termCount; ++t) {
-            addTerm(terms[t], c, s0, n0);
-            addTerm(terms[t], c + 16, s1, n1);
+            addTerm<false>(terms[t], c, s0, n0);
+            addTerm<false>(terms[t], c + 16, s1, n1);
         }
-        storeMeans(c, valid0, s0, n0, out);
-        storeMeans(c + 16, valid1, s1, n1, out);
+        storeMeans(terms, termCount, c, valid0, s0, n0, out);
+        storeMeans(terms, termCount, c + 16, valid1, s1, n1, out);
     }
     if (c < w) {
         const __mmask16 valid = trueLanes(mask + c, w - c);
         if (!valid) return;
         __m512 s = _mm512_setzero_ps(), n = s;
-        for (int t = 0; t < termCount; ++t) addTerm(terms[t], c, s, n);
-        storeMeans(c, valid, s, n, out);
+        for (int t = 0; t < termCount; ++t) addTerm<false>(terms[t], c, s, n);
+        storeMeans(terms, termCount, c, valid, s, n, out);
     }
 }
 
