@@ -2,6 +2,7 @@
 // correctness is numerics-check's other modes), and every output of the array form must have its
 // bits (NaN included: the array forms hand NaN lanes to the scalar function).
 #include "ArrayCheck.h"
+#include "SampleInputs.h"
 
 #include "numerics.h"
 #include "Kernels.h"
@@ -26,12 +27,6 @@ std::uint32_t bitsOf(float f) {
     std::uint32_t b;
     std::memcpy(&b, &f, sizeof b);
     return b;
-}
-
-float fromBits(std::uint32_t b) {
-    float f;
-    std::memcpy(&f, &b, sizeof f);
-    return f;
 }
 
 bool isaByName(const std::string& name, num::Isa& isa) {
@@ -146,7 +141,7 @@ void randomPairs(num::Isa isa, std::uint64_t count, std::uint64_t seed, const st
         y.resize(n), x.resize(n);
         for (std::size_t k = 0; k < n; ++k) {
             if (k % 2 == 0)
-                y[k] = fromBits(static_cast<std::uint32_t>(rng())), x[k] = fromBits(static_cast<std::uint32_t>(rng()));
+                y[k] = floatFromBits(static_cast<std::uint32_t>(rng())), x[k] = floatFromBits(static_cast<std::uint32_t>(rng()));
             else
                 y[k] = level(rng), x[k] = level(rng);
         }
@@ -169,7 +164,7 @@ int exhaustive(const char* name, const char* isaName, unsigned threads, std::uin
     Counts c;
     const std::string what = std::string(name) + "/" + isaName;
     inThreads(threads, last - first + 1, [&](std::uint64_t b, std::uint64_t e, unsigned) {
-        checkUnaryRange(array, scalar, isa, b, e, [first](std::uint64_t i) { return fromBits(static_cast<std::uint32_t>(first + i)); },
+        checkUnaryRange(array, scalar, isa, b, e, [first](std::uint64_t i) { return floatFromBits(static_cast<std::uint32_t>(first + i)); },
                         what, c);
     });
     print(what, c);
@@ -209,10 +204,10 @@ int sampled(std::uint64_t count) {
             const std::string what = std::string(name) + "/" + isaName;
             // Random bit patterns, then a dense run of the arguments the loops meet most.
             std::mt19937 rng(7);
-            checkUnaryRange(array, scalar, isa, 0, count, [&rng](std::uint64_t) { return fromBits(static_cast<std::uint32_t>(rng())); },
+            checkUnaryRange(array, scalar, isa, 0, count, [&rng](std::uint64_t) { return floatFromBits(static_cast<std::uint32_t>(rng())); },
                             what, c);
             const std::uint32_t start = bitsOf(name[0] == 's' ? -20.0f : -88.0f);
-            checkUnaryRange(array, scalar, isa, 0, count, [start](std::uint64_t i) { return fromBits(start - static_cast<std::uint32_t>(i * 509)); },
+            checkUnaryRange(array, scalar, isa, 0, count, [start](std::uint64_t i) { return floatFromBits(start - static_cast<std::uint32_t>(i * 509)); },
                             what, c);
             print(what, c);
             status |= c.mismatches.load() ? 1 : 0;
