@@ -7,6 +7,7 @@
 #include <random>
 #include <vector>
 
+#include "Kernels.h"
 #include "numerics.h"
 
 namespace num = XELORAALGO::num;
@@ -155,6 +156,11 @@ BENCHMARK_CAPTURE(unary, expf_Loop_Xelora, [](float x) { return num::expf(x); },
 BENCHMARK_CAPTURE(arrayIsa, expf_Array_Sse2, kExpfArray, num::Isa::Sse2, -20.0f, 0.0f);
 BENCHMARK_CAPTURE(arrayIsa, expf_Array_Avx2, kExpfArray, num::Isa::Avx2, -20.0f, 0.0f);
 BENCHMARK_CAPTURE(arrayIsa, expf_Array_Avx512, kExpfArray, num::Isa::Avx512, -20.0f, 0.0f);
+// The shorter kernel that the bilateral filter's AVX-512 loops evaluate in place (arguments below 0).
+void expfShort(const float* x, float* o, std::size_t n, num::Isa isa) {
+    if (num::widestIsa() == isa) num::detail::expfShortArrayAvx512(x, o, n);
+}
+BENCHMARK_CAPTURE(arrayIsa, expf_Short_Avx512, expfShort, num::Isa::Avx512, -20.0f, 0.0f);
 // The scalar loop over the same halves as the array rows: half as many results per iteration.
 BENCHMARK_CAPTURE(array, atan2f_Loop_Xelora, [](const float* v, float* o, std::size_t n) {
     for (std::size_t i = 0; i < n / 2; ++i) o[i] = num::atan2f(v[n / 2 + i], v[i]);

@@ -3,13 +3,15 @@
 // Inputs:  map (float, w x h, caller-owned, filtered in place), mask (bool, w x h, read only),
 //          spatialSigma (pixels, integer), rangeSigma (units of the map).
 // Outputs: map: valid pixels hold the filtered value, invalid pixels 0.
-// Working storage (the spatial weight table, a copy of the map and, per worker, the range weights
-// of the last hy + 1 rows of pixel pairs and a cache of 4096 range weights) is allocated here and
-// released on return.
+// Working storage (the spatial weight table, a copy of the map with readable padding, for the
+// sixteen-wide loops the mask as bits, and per worker the weights of the last hy + 1 rows of pixel
+// pairs and a cache of 4096 range weights) is allocated here and released on return.
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <vector>
 
 #include "Bilateralfilter.h"
@@ -48,7 +50,11 @@ struct Kernel {
     int hy, hx;
     float rangeDenominator;
     bool avx512;  // the inner loops sixteen columns at a time
+    const unsigned char* maskBits;  // for those: the mask as bits, kMaskRowBytes(w) bytes a row
 };
+
+// Bytes of a row of the mask as bits: 8 readable bytes from the byte of any column below w + 16.
+std::size_t kMaskRowBytes(int w) { return static_cast<std::size_t>(w + 7) / 8 + 10; }
 
 // The range weight of a pair of pixels does not depend on which of the two is the centre: the
 // difference only changes sign, and (-d) * d is the same float for d and -d. So each pair is
@@ -59,6 +65,10 @@ struct Kernel {
 // A weight of -1 (never a value of expf) marks a pair that does not take part: a pixel outside the
 // image or invalid.
 constexpr float kNotTaking = -1.0f;
+
+// Readable floats on either side of each row of weights and of the whole copy of the map: a block
+// of sixteen columns starting below w, shifted by at most hx either way.
+std::size_t kPad(int hx) { return static_cast<std::size_t>(hx) + 16; }
 
 std::uint32_t bitsOf(float v) {
     std::uint32_t b;
@@ -72,19 +82,30 @@ float floatOf(std::uint32_t bits) {
     return v;
 }
 
+// The plain loops keep the range weights of the last arguments they met in the same kind of cache
+// as the sixteen-wide ones (BilateralfilterLanes.h), every argument that needs expf.
 std::uint32_t cacheSlot(std::uint32_t bits) { return (bits * detail::kCacheMultiplier) >> (32 - detail::kCacheBits); }
 
-// Per-worker storage: the arguments of one row of forward weights that need expf, and the forward
-// weights of the last hy + 1 rows (row u in slot u mod (hy + 1)), each row
-// offset-major: weight (u, c) -> (u + di, c + dj) at [offset * w + c].
+// Per-worker storage: the forward weights of the last hy + 1 rows (row u in slot u mod (hy + 1)),
+// range weights for the plain loops, range times spatial weight for the sixteen-wide ones, each
+// row offset-major: weight (u, c) -> (u + di, c + dj) at [offset * stride + pad + c], with
+// kPad(hx) weights of -1 on either side of every run of w (so that the sixteen-wide loops read
+// whole blocks at every shift); and, for the plain loops, the arguments of one row that need expf.
 class WeightRing {
 public:
     explicit WeightRing(const Kernel& k)
         : k_(k), offsets_(static_cast<std::size_t>(k.hx + 1 + k.hy * (2 * k.hx + 1))),
-          rowSize_(offsets_ * static_cast<std::size_t>(k.w)), arg_(rowSize_ + 16), wr_(rowSize_ + 16), where_(rowSize_),
-          packed_(offsets_ * static_cast<std::size_t>(k.w / 16 + 1)),
+          pad_(k.avx512 ? kPad(k.hx) : 0), stride_(static_cast<std::size_t>(k.w) + 2 * pad_),
+          rowSize_(offsets_ * stride_), arg_(k.avx512 ? 0 : rowSize_), wr_(arg_.size()), where_(arg_.size()),
           cache_(std::size_t{1} << detail::kCacheBits, 0u),
-          ring_(rowSize_ * static_cast<std::size_t>(k.hy + 1)) {}
+          ring_(new float[rowSize_ * static_cast<std::size_t>(k.hy + 1)]) {
+        // Only the padding needs a value: a row's weights are written before they are read.
+        for (std::size_t run = 0; run < offsets_ * static_cast<std::size_t>(k.hy + 1); ++run) {
+            float* start = ring_.get() + run * stride_;
+            std::fill(start, start + pad_, kNotTaking);
+            std::fill(start + pad_ + static_cast<std::size_t>(k.w), start + stride_, kNotTaking);
+        }
+    }
 
     // Index of the forward offset (di, dj) (di > 0, or di == 0 and dj >= 0).
     std::size_t forward(int di, int dj) const {
@@ -97,20 +118,17 @@ public:
     void computeRow(int u, int minDi);
 
     // Forward weights of row u, offset `index`.
-    const float* row(int u, std::size_t index) const {
-        return ring_.data() + slot(u) + index * static_cast<std::size_t>(k_.w);
-    }
+    const float* row(int u, std::size_t index) const { return ring_.get() + slot(u) + index * stride_ + pad_; }
 
 private:
     std::size_t slot(int u) const { return static_cast<std::size_t>(u % (k_.hy + 1)) * rowSize_; }
 
     const Kernel& k_;
-    std::size_t offsets_, rowSize_;
-    std::vector<float> arg_, wr_;       // arguments and weights that need expf (16 spare for the lanes)
-    std::vector<std::uint32_t> where_;  // their places in the ring slot (plain loops)
-    std::vector<unsigned short> packed_;  // their lanes in each block of 16 columns (AVX-512)
-    std::vector<unsigned long long> cache_;  // the weights of the last arguments met (BilateralfilterLanes.h)
-    std::vector<float> ring_;
+    std::size_t offsets_, pad_, stride_, rowSize_;
+    std::vector<float> arg_, wr_;       // arguments and weights that need expf (plain loops)
+    std::vector<std::uint32_t> where_;  // their places in the ring slot
+    std::vector<unsigned long long> cache_;  // the weights of the last arguments met
+    std::unique_ptr<float[]> ring_;
 };
 
 void WeightRing::computeRow(int u, int minDi) {
@@ -119,14 +137,15 @@ void WeightRing::computeRow(int u, int minDi) {
     const std::size_t rowStart = static_cast<std::size_t>(u) * static_cast<std::size_t>(w);
     const float* centre = k_.src + rowStart;
     const bool* centreMask = k_.mask + rowStart;
-    float* ring = ring_.data() + slot(u);
+    float* ring = ring_.get() + slot(u) + pad_;
     // 1. Every pair taking part gets its argument q = (-d * d) / ((s + s) s), d = neighbour - centre.
     // expf(q) is 1 for -2^-25 <= q <= 0 (e^q lies above 1 - 2^-25, the midpoint below 1) and 0 for
-    // q < -104; those weights are written here, the others go to one array for expf.
-    std::size_t pending = 0, blocks = 0;
+    // q < -104; the plain loops write those weights here and send the others to one array for expf;
+    // the sixteen-wide loops evaluate expf in place.
+    std::size_t pending = 0;
     for (int di = minDi; di <= maxDi; ++di)
         for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
-            const std::size_t o = forward(di, dj) * static_cast<std::size_t>(w);
+            const std::size_t o = forward(di, dj) * stride_;
             float* out = ring + o;
             const int cFirst = dj < 0 ? -dj : 0;
             const int cLast = dj > 0 ? w - dj : w;
@@ -138,11 +157,14 @@ void WeightRing::computeRow(int u, int minDi) {
             if (k_.avx512) {
                 if (cLast <= cFirst) continue;
                 const std::size_t f = static_cast<std::size_t>(cFirst), g = f + static_cast<std::size_t>(dj);
-                unsigned long long count = pending;
-                blocks += detail::bilateralArgumentsAvx512(centre + f, centreMask + f, nv + g, nm + g,
-                                                           k_.rangeDenominator, cLast - cFirst, out + f, arg_.data(),
-                                                           packed_.data() + blocks, count, cache_.data());
-                pending = static_cast<std::size_t>(count);
+                // The weights of the sixteen-wide loops come with their spatial factor: the same for
+                // (di, dj) and (-di, -dj).
+                const float spatial = k_.ws[static_cast<std::size_t>((di + k_.hy) * (2 * k_.hx + 1) + dj + k_.hx)];
+                const unsigned char* bits = k_.maskBits + static_cast<std::size_t>(u) * kMaskRowBytes(w);
+                detail::bilateralWeightsAvx512(centre + f, bits, cFirst, nv + g,
+                                               bits + static_cast<std::size_t>(di) * kMaskRowBytes(w), cFirst + dj,
+                                               k_.rangeDenominator,
+                                               spatial, cLast - cFirst, out + f, cache_.data());
                 continue;
             }
             for (int c = cFirst; c < cLast; ++c) {
@@ -161,28 +183,14 @@ void WeightRing::computeRow(int u, int minDi) {
                 arg_[pending++] = q;
             }
         }
+    if (k_.avx512) return;
     // 2. The remaining range weights, all at once, then into the cache and their places.
     num::expf(arg_.data(), wr_.data(), pending);
     for (std::size_t i = 0; i < pending; ++i) {
         const std::uint32_t bits = bitsOf(arg_[i]), at = cacheSlot(bits);
         cache_[at] = static_cast<unsigned long long>(bits) << 32 | bitsOf(wr_[i]);
+        ring[where_[i]] = wr_[i];
     }
-    if (!k_.avx512) {
-        for (std::size_t i = 0; i < pending; ++i) ring[where_[i]] = wr_[i];
-        return;
-    }
-    std::size_t used = 0;
-    blocks = 0;
-    for (int di = minDi; di <= maxDi; ++di)
-        for (int dj = di == 0 ? 0 : -k_.hx; dj <= k_.hx; ++dj) {
-            const int cFirst = dj < 0 ? -dj : 0;
-            const int count = (dj > 0 ? w - dj : w) - cFirst;
-            if (count <= 0) continue;
-            float* out = ring + forward(di, dj) * static_cast<std::size_t>(w) + static_cast<std::size_t>(cFirst);
-            used += static_cast<std::size_t>(detail::bilateralUnpackAvx512(out, count, packed_.data() + blocks,
-                                                                           wr_.data() + used));
-            blocks += static_cast<std::size_t>((count + 15) / 16);
-        }
 }
 
 // Sums of centre row r in the documented order (rows outer, columns inner), every pixel of the row
@@ -206,14 +214,7 @@ void sumRow(const Kernel& k, const WeightRing& ring, int r, float* s, float* n) 
             const float wsv = k.ws[o];
             const int cFirst = dj < 0 ? -dj : 0;
             const int cLast = dj > 0 ? w - dj : w;
-            int c = cFirst;
-            if (k.avx512 && cLast > cFirst) {
-                const std::size_t f = static_cast<std::size_t>(cFirst);
-                c += detail::bilateralSumsAvx512(wr + (f + static_cast<std::size_t>(shift)),
-                                                 nv + (f + static_cast<std::size_t>(dj)), wsv, 0, cLast - cFirst, s + f,
-                                                 n + f);
-            }
-            for (; c < cLast; ++c) {
+            for (int c = cFirst; c < cLast; ++c) {
                 const float wrc = wr[c + shift];
                 const float wgt = wrc * wsv;
                 const float s1 = s[c] + nv[c + dj] * wgt;
@@ -224,6 +225,25 @@ void sumRow(const Kernel& k, const WeightRing& ring, int r, float* s, float* n) 
             }
         }
     }
+}
+
+// The same sums sixteen pixels wide, straight into the row of map: every offset of the kernel whose
+// row lies in the image, in the documented order, the ring's weights already times the spatial
+// weight. The weights outside the image are -1 (the ring's padding and the columns without a
+// neighbour), so every column reads whole blocks.
+void sumRowWide(const Kernel& k, const WeightRing& ring, int r, std::vector<detail::SumTerm>& terms, float* out) {
+    const std::ptrdiff_t w = k.w;
+    terms.clear();
+    for (int di = -k.hy; di <= k.hy; ++di) {
+        const int nr = r + di;
+        if (nr < 0 || nr >= k.h) continue;
+        for (int dj = -k.hx; dj <= k.hx; ++dj) {
+            const bool forward = di > 0 || (di == 0 && dj >= 0);
+            const float* wr = forward ? ring.row(r, ring.forward(di, dj)) : ring.row(nr, ring.forward(-di, -dj)) + dj;
+            terms.push_back({wr, k.src + (nr * w + dj)});
+        }
+    }
+    detail::bilateralRowAvx512(terms.data(), static_cast<int>(terms.size()), k.mask + r * w, k.w, out + r * w);
 }
 
 // Rows [rowBegin, rowEnd) of map. The forward weights of the hy rows above the band are computed
@@ -239,10 +259,15 @@ void filterBand(const Kernel& k, int rowBegin, int rowEnd, float* map) {
         return;
     }
     WeightRing ring(k);
+    std::vector<detail::SumTerm> terms;
     const int uStart = rowBegin - k.hy > 0 ? rowBegin - k.hy : 0;
     for (int u = uStart; u < rowEnd; ++u) {
         ring.computeRow(u, u < rowBegin ? rowBegin - u : 0);
         if (u < rowBegin) continue;
+        if (k.avx512) {
+            sumRowWide(k, ring, u, terms, map);
+            continue;
+        }
         sumRow(k, ring, u, s.data(), n.data());
         const std::size_t at = static_cast<std::size_t>(u) * w;
         for (std::size_t c = 0; c < w; ++c)
@@ -270,12 +295,30 @@ void filterWith(const AlgoEngine& e, float* map, const bool* mask, int spatialSi
     // The weights as the accumulation uses them, narrowed to float once.
     const std::vector<float> ws(table.begin(), table.end());
 
-    const std::vector<float> src(map, map + n);
+    // The copy with kPad(hx) readable floats before and after it.
+    const std::size_t pad = kPad(static_cast<int>(hx > 0 ? hx : 0));
+    std::vector<float> padded(n + 2 * pad, 0.0f);
+    std::copy(map, map + n, padded.begin() + static_cast<std::ptrdiff_t>(pad));
+    const float* src = padded.data() + pad;
     for (std::size_t i = 0; i < n; ++i) map[i] = 0.0f;
     const float rangeDenominator = (rangeSigma + rangeSigma) * rangeSigma;
 
-    const Kernel kernel{src.data(), mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
-                        rangeDenominator, avx512};
+    std::vector<unsigned char> maskBits;
+    if (avx512) {
+        const std::size_t rowBytes = kMaskRowBytes(w);
+        maskBits.assign(rowBytes * static_cast<std::size_t>(h), 0);
+        for (std::size_t r = 0; r < static_cast<std::size_t>(h); ++r) {
+            const bool* row = mask + r * static_cast<std::size_t>(w);
+            for (std::size_t c = 0; c < static_cast<std::size_t>(w); c += 8) {
+                unsigned byte = 0;
+                for (std::size_t b = 0; b < 8 && c + b < static_cast<std::size_t>(w); ++b)
+                    byte |= static_cast<unsigned>(row[c + b]) << b;
+                maskBits[r * rowBytes + c / 8] = static_cast<unsigned char>(byte);
+            }
+        }
+    }
+    const Kernel kernel{src, mask, ws.data(), w, h, static_cast<int>(hy), static_cast<int>(hx),
+                        rangeDenominator, avx512, maskBits.data()};
     runBands(bands::kBilateral, static_cast<std::size_t>(h), [&](int, std::size_t rowBegin, std::size_t rowEnd) {
         filterBand(kernel, static_cast<int>(rowBegin), static_cast<int>(rowEnd), map);
     });

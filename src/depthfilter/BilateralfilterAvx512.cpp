@@ -2,8 +2,8 @@
 // the processor has it).
 //
 // Inputs:  rows of the unfiltered copy and of the mask, the forward weights of the worker's ring
-//          (all owned by Bilateralfilter); Outputs: weights, arguments and sums in Bilateralfilter's
-//          buffers, with the bits of its scalar loops (see BilateralfilterLanes.h).
+//          (all owned by Bilateralfilter); Outputs: range weights into the ring, filtered pixels
+//          into the caller's map, with the bits of the scalar loops (see BilateralfilterLanes.h).
 // This file is compiled for AVX-512 and must not include any standard header.
 #if defined(__GNUC__) && defined(__x86_64__) && !defined(_WIN32)
 
@@ -12,6 +12,7 @@
 #include <immintrin.h>
 
 #include "BilateralfilterLanes.h"
+#include "numerics/Avx512Lanes.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -19,15 +20,25 @@ namespace detail {
 
 namespace {
 
-// Lanes whose bool is true.
-__mmask16 trueLanes(const bool* b) {
-    const __m512i wide = _mm512_maskz_cvtepu8_epi32(0xffff, _mm_loadu_si128(reinterpret_cast<const __m128i*>(b)));
+// Lanes whose bool is true, of the first `lanes` (at most 16) bools at b.
+__mmask16 trueLanes(const bool* b, int lanes) {
+    __m128i bytes;
+    if (lanes == 16) {
+        bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+    } else {  // the last columns: the bools copied into a whole block
+        bool copy[16] = {};
+        for (int l = 0; l < lanes; ++l) copy[l] = b[l];
+        bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(copy));
+    }
+    const __m512i wide = _mm512_maskz_cvtepu8_epi32(0xffff, bytes);
     return _mm512_test_epi32_mask(wide, wide);
 }
 
-// -v (the sign bit flipped, NaN too).
-__m512 negated(__m512 v, __m512i sign) {
-    return _mm512_castsi512_ps(_mm512_xor_si512(_mm512_castps_si512(v), sign));
+// Sixteen bits from bit `first` on (bit b at byte b / 8, bit b % 8).
+unsigned bits16(const unsigned char* bits, int first) {
+    unsigned long long word;
+    __builtin_memcpy(&word, bits + (first >> 3), sizeof word);
+    return static_cast<unsigned>(word >> (first & 7)) & 0xffffu;
 }
 
 // r = a op b with the NaN the scalar loops give: where a is NaN, a made quiet (the first operand's
@@ -39,102 +50,138 @@ __m512 firstNaN(__m512 a, __m512 r) {
     return _mm512_mask_mov_ps(r, nan, quiet);
 }
 
-// The low 32 bits of the eight 64-bit lanes of a, then those of b.
-__m512i joinHalves(__m512i a, __m512i b) {
-    return _mm512_maskz_inserti64x4(0xff, _mm512_castsi256_si512(_mm512_maskz_cvtepi64_epi32(0xff, a)),
-                                    _mm512_maskz_cvtepi64_epi32(0xff, b), 1);
+__mmask16 firstLanes(int lanes) { return static_cast<__mmask16>(lanes >= 16 ? 0xffff : (1u << lanes) - 1u); }
+
+}  // namespace
+
+void bilateralWeightsAvx512(const float* centre, const unsigned char* centreBits, int centreFirst,
+                            const float* neighbour, const unsigned char* neighbourBits, int neighbourFirst,
+                            float denominator, float spatial, int count, float* out, unsigned long long* cache) {
+    // The arguments the kernel leaves open recur (maps of quantised values give few differences):
+    // the last four met are compared in registers, the others looked up in the worker's cache.
+    constexpr int kRecent = 4;
+    float recentArgs[kRecent], recentWeights[kRecent];
+    for (int i = 0; i < kRecent; ++i) recentArgs[i] = __builtin_nanf(""), recentWeights[i] = 0.0f;
+    int nextRecent = 0;
+    const auto scalar = [&](float q) {
+        unsigned bits;
+        __builtin_memcpy(&bits, &q, sizeof bits);
+        unsigned long long& entry = cache[(bits * kCacheMultiplier) >> (32 - kCacheBits)];
+        float v;
+        if (entry >> 32 == bits) {
+            const unsigned low = static_cast<unsigned>(entry);
+            __builtin_memcpy(&v, &low, sizeof v);
+        } else {
+            v = num::expf(q);
+            unsigned vBits;
+            __builtin_memcpy(&vBits, &v, sizeof vBits);
+            entry = static_cast<unsigned long long>(bits) << 32 | vBits;
+        }
+        recentArgs[nextRecent] = q;
+        recentWeights[nextRecent] = v;
+        nextRecent = (nextRecent + 1) % kRecent;
+        return v;
+    };
+    const __m512 denom = _mm512_set1_ps(denominator);
+    const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
+    const __m512 zeroBound = _mm512_set1_ps(-104.0f), oneBound = _mm512_set1_ps(-0x1p-25f);
+    const __m512 kernelBound = _mm512_set1_ps(-87.0f);
+    const __m512 one = _mm512_set1_ps(1.0f), notTaking = _mm512_set1_ps(-1.0f);
+    const __m512d table = num::detail::shortExpTable();
+    for (int c = 0; c < count; c += 16) {
+        const int lanes = count - c < 16 ? count - c : 16;
+        const __mmask16 inside = firstLanes(lanes);
+        const __mmask16 taking =
+            static_cast<__mmask16>(bits16(centreBits, centreFirst + c) & bits16(neighbourBits, neighbourFirst + c) & inside);
+        __m512 weights = notTaking;
+        if (taking) {
+            const __m512 delta = _mm512_sub_ps(_mm512_maskz_loadu_ps(inside, neighbour + c),
+                                               _mm512_maskz_loadu_ps(inside, centre + c));
+            const __m512 minus = _mm512_castsi512_ps(_mm512_xor_si512(_mm512_castps_si512(delta), sign));
+            const __m512 q = _mm512_div_ps(firstNaN(minus, _mm512_mul_ps(minus, delta)), denom);
+            // e^q is 0 in float below -104 (e^-104 < 2^-150) and 1 from -2^-25 on (e^q lies above
+            // 1 - 2^-25, the midpoint below 1); the other pairs take expf's bits.
+            const __mmask16 zero = _mm512_cmp_ps_mask(q, zeroBound, _CMP_LT_OQ);
+            const __mmask16 isOne = _mm512_cmp_ps_mask(q, oneBound, _CMP_GE_OQ);
+            // The short kernel takes -87 < q < -2^-25; the lanes between -104 and -87 (subnormal
+            // weights) and NaN go to the scalar function.
+            const __mmask16 inRange = _mm512_cmp_ps_mask(q, kernelBound, _CMP_GT_OQ);
+            const __mmask16 wanted = static_cast<__mmask16>(taking & inRange & ~isOne);
+            __mmask16 open = 0;
+            __m512 e = wanted ? num::detail::expShort16Open(q, wanted, table, open) : _mm512_setzero_ps();
+            open = static_cast<__mmask16>(open | (taking & ~zero & ~isOne & ~inRange));
+            for (int i = 0; i < kRecent && open; ++i) {
+                const __mmask16 hit = _mm512_mask_cmp_ps_mask(open, q, _mm512_set1_ps(recentArgs[i]), _CMP_EQ_OQ);
+                e = _mm512_mask_mov_ps(e, hit, _mm512_set1_ps(recentWeights[i]));
+                open = static_cast<__mmask16>(open & ~hit);
+            }
+            if (open) e = num::detail::resolveLanes(q, e, open, scalar);
+            const __m512 wr = _mm512_mask_mov_ps(e, isOne, one);
+            weights = _mm512_mask_mov_ps(notTaking, taking, _mm512_mul_ps(wr, _mm512_set1_ps(spatial)));
+        }
+        _mm512_mask_storeu_ps(out + c, inside, weights);
+    }
+}
+
+namespace {
+
+// One term of the sums of sixteen pixels from column c: where the weight takes part (not negative:
+// a number >= 0 or NaN), s += value * weight and n += weight. With Exact, a NaN that comes up takes
+// the operands' NaN in the scalar loops' order; without, the lanes that meet a NaN end as NaN (a NaN
+// stays), and the caller redoes them.
+template <bool Exact>
+__attribute__((always_inline)) inline void addTerm(const SumTerm& term, int c, __m512& s, __m512& n) {
+    const __m512 wgt = _mm512_loadu_ps(term.weights + c);
+    const __m512 v = _mm512_loadu_ps(term.values + c);
+    const __mmask16 use = _mm512_cmp_ps_mask(wgt, _mm512_setzero_ps(), _CMP_NLT_UQ);
+    const __m512 product = _mm512_mul_ps(v, wgt);
+    if (!Exact) {
+        s = _mm512_mask_add_ps(s, use, product, s);
+        n = _mm512_mask_add_ps(n, use, wgt, n);
+        return;
+    }
+    const __m512 term1 = firstNaN(v, product);
+    s = _mm512_mask_mov_ps(s, use, firstNaN(term1, _mm512_add_ps(term1, s)));
+    n = _mm512_mask_mov_ps(n, use, firstNaN(wgt, _mm512_add_ps(wgt, n)));
+}
+
+// The sums of the sixteen pixels from column c over every term, with the NaNs of the scalar loops.
+__attribute__((noinline)) void exactSums(const SumTerm* terms, int termCount, int c, __m512& s, __m512& n) {
+    s = n = _mm512_setzero_ps();
+    for (int t = 0; t < termCount; ++t) addTerm<true>(terms[t], c, s, n);
+}
+
+// S / N into the valid lanes of out; lanes where a NaN came up are summed again exactly first.
+__attribute__((always_inline)) inline void storeMeans(const SumTerm* terms, int termCount, int c, __mmask16 valid,
+                                                      __m512 s, __m512 n, float* out) {
+    if (_mm512_mask_cmp_ps_mask(valid, s, n, _CMP_UNORD_Q)) exactSums(terms, termCount, c, s, n);
+    _mm512_mask_storeu_ps(out + c, valid, firstNaN(s, _mm512_div_ps(s, n)));
 }
 
 }  // namespace
 
-int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                             const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending,
-                             const unsigned long long* cache) {
-    const __m512i golden = _mm512_set1_epi32(static_cast<int>(kCacheMultiplier));
-    const __m512 denom = _mm512_set1_ps(denominator);
-    const __m512i sign = _mm512_set1_epi32(static_cast<int>(0x80000000u));
-    const __m512 oneBound = _mm512_set1_ps(-0x1p-25f), zeroBound = _mm512_set1_ps(-104.0f);
-    const __m512 one = _mm512_set1_ps(1.0f), notTaking = _mm512_set1_ps(-1.0f);
-    unsigned long long n = pending;
-    int blocks = 0;
-    for (int c = 0; c < count; c += 16, ++blocks) {
-        const int lanes = count - c < 16 ? count - c : 16;
-        const __mmask16 inside = static_cast<__mmask16>(lanes == 16 ? 0xffff : (1u << lanes) - 1u);
-        __mmask16 taking;
-        if (lanes == 16) {
-            taking = trueLanes(centreMask + c) & trueLanes(neighbourMask + c);
-        } else {  // the last columns: the bools copied into whole blocks
-            bool a[16] = {}, b[16] = {};
-            for (int l = 0; l < lanes; ++l) a[l] = centreMask[c + l], b[l] = neighbourMask[c + l];
-            taking = trueLanes(a) & trueLanes(b);
+void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, int w, float* out) {
+    int c = 0;
+    // Two blocks at a time: two independent chains of additions.
+    for (; c + 16 < w; c += 32) {
+        const int lanes = w - c - 16 < 16 ? w - c - 16 : 16;
+        const __mmask16 valid0 = trueLanes(mask + c, 16), valid1 = trueLanes(mask + c + 16, lanes);
+        if (!(valid0 | valid1)) continue;
+        __m512 s0 = _mm512_setzero_ps(), n0 = s0, s1 = s0, n1 = s0;
+        for (int t = 0; t < termCount; ++t) {
+            addTerm<false>(terms[t], c, s0, n0);
+            addTerm<false>(terms[t], c + 16, s1, n1);
         }
-        const __m512 delta =
-            _mm512_sub_ps(_mm512_maskz_loadu_ps(inside, neighbour + c), _mm512_maskz_loadu_ps(inside, centre + c));
-        const __m512 minus = negated(delta, sign);
-        const __m512 q = _mm512_div_ps(firstNaN(minus, _mm512_mul_ps(minus, delta)), denom);
-        const __mmask16 isOne = _mm512_cmp_ps_mask(q, oneBound, _CMP_GE_OQ);
-        const __mmask16 isZero = _mm512_cmp_ps_mask(q, zeroBound, _CMP_LT_OQ);
-        const __mmask16 pending16 = static_cast<__mmask16>(taking & ~isOne & ~isZero & inside);
-        // The weights of arguments met before come from the cache.
-        const __m512i bits = _mm512_castps_si512(q);
-        const __m512i slot = _mm512_maskz_srli_epi32(0xffff, _mm512_mullo_epi32(bits, golden), 32 - kCacheBits);
-        // Key and weight in one 64-bit entry: one element gathered per lane. (The zero-masked forms
-        // with every lane selected are the plain instructions; the unmasked intrinsics trip a false
-        // uninitialised-value warning of GCC 12.)
-        const __m512i slotLow = _mm512_maskz_cvtepu32_epi64(0xff, _mm512_maskz_extracti64x4_epi64(0xf, slot, 0));
-        const __m512i slotHigh = _mm512_maskz_cvtepu32_epi64(0xff, _mm512_maskz_extracti64x4_epi64(0xf, slot, 1));
-        const __m512i low = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), static_cast<__mmask8>(pending16),
-                                                        slotLow, cache, 8);
-        const __m512i high = _mm512_mask_i64gather_epi64(_mm512_setzero_si512(), static_cast<__mmask8>(pending16 >> 8),
-                                                         slotHigh, cache, 8);
-        const __m512i keys = joinHalves(_mm512_maskz_srli_epi64(0xff, low, 32), _mm512_maskz_srli_epi64(0xff, high, 32));
-        const __m512i weights = joinHalves(low, high);
-        const __mmask16 hit = _mm512_mask_cmpeq_epi32_mask(pending16, keys, bits);
-        const __m512 known = _mm512_mask_mov_ps(_mm512_maskz_mov_ps(isOne, one), hit, _mm512_castsi512_ps(weights));
-        _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_blend_ps(taking, notTaking, known));
-        const __mmask16 need = static_cast<__mmask16>(pending16 & ~hit);
-        // Packed in registers and stored whole (a masked packing store is slow); the lanes past the
-        // packed ones are overwritten by the next block or left unread.
-        _mm512_storeu_ps(args + n, _mm512_maskz_compress_ps(need, q));
-        packed[blocks] = need;
-        n += static_cast<unsigned long long>(__builtin_popcount(need));
+        storeMeans(terms, termCount, c, valid0, s0, n0, out);
+        storeMeans(terms, termCount, c + 16, valid1, s1, n1, out);
     }
-    pending = n;
-    return blocks;
-}
-
-int bilateralUnpackAvx512(float* out, int count, const unsigned short* packed, const float* weights) {
-    int used = 0;
-    for (int c = 0, block = 0; c < count; c += 16, ++block) {
-        const __mmask16 need = packed[block];
-        if (!need) continue;
-        const int lanes = count - c < 16 ? count - c : 16;
-        const __mmask16 inside = static_cast<__mmask16>(lanes == 16 ? 0xffff : (1u << lanes) - 1u);
-        const __m512 v = _mm512_maskz_loadu_ps(inside, out + c);
-        _mm512_mask_storeu_ps(out + c, inside, _mm512_mask_expand_ps(v, need, _mm512_loadu_ps(weights + used)));
-        used += __builtin_popcount(need);
+    if (c < w) {
+        const __mmask16 valid = trueLanes(mask + c, w - c);
+        if (!valid) return;
+        __m512 s = _mm512_setzero_ps(), n = s;
+        for (int t = 0; t < termCount; ++t) addTerm<false>(terms[t], c, s, n);
+        storeMeans(terms, termCount, c, valid, s, n, out);
     }
-    return used;
-}
-
-int bilateralSumsAvx512(const float* weights, const float* neighbours, float spatial, int cFirst, int cLast,
-                        float* s, float* n) {
-    const __m512 ws = _mm512_set1_ps(spatial), notTaking = _mm512_set1_ps(-1.0f);
-    int c = cFirst;
-    for (; c + 16 <= cLast; c += 16) {
-        const __m512 wr = _mm512_loadu_ps(weights + c);
-        const __m512 wgt = _mm512_mul_ps(wr, ws);
-        const __mmask16 use = _mm512_cmp_ps_mask(wr, notTaking, _CMP_NEQ_UQ);  // NaN takes part
-        const __m512 sc = _mm512_loadu_ps(s + c), nc = _mm512_loadu_ps(n + c);
-        const __m512 v = _mm512_loadu_ps(neighbours + c);
-        const __m512 term = firstNaN(v, _mm512_mul_ps(v, wgt));
-        const __m512 s1 = firstNaN(term, _mm512_add_ps(term, sc));
-        const __m512 n1 = firstNaN(wgt, _mm512_add_ps(wgt, nc));
-        _mm512_storeu_ps(s + c, _mm512_mask_blend_ps(use, sc, s1));
-        _mm512_storeu_ps(n + c, _mm512_mask_blend_ps(use, nc, n1));
-    }
-    return c;
 }
 
 }  // namespace detail
@@ -151,12 +198,9 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-int bilateralArgumentsAvx512(const float*, const bool*, const float*, const bool*, float, int, float*, float*,
-                             unsigned short*, unsigned long long&, const unsigned long long*) {
-    return 0;
-}
-int bilateralUnpackAvx512(float*, int, const unsigned short*, const float*) { return 0; }
-int bilateralSumsAvx512(const float*, const float*, float, int cFirst, int, float*, float*) { return cFirst; }
+void bilateralWeightsAvx512(const float*, const unsigned char*, int, const float*, const unsigned char*, int, float,
+                            float, int, float*, unsigned long long*) {}
+void bilateralRowAvx512(const SumTerm*, int, const bool*, int, float*) {}
 
 }  // namespace detail
 }  // namespace depthfilter

@@ -1,7 +1,9 @@
 // The inner loops of Bilateralfilter over a run of columns, sixteen pixels at a time with
-// AVX-512 (BilateralfilterAvx512.cpp), with the same operations per pixel as the scalar loops. Where
-// the library was built without AVX-512 they do nothing (and are not called). No standard header
-// here: the AVX-512 file includes this.
+// AVX-512 (BilateralfilterAvx512.cpp), with the bits of the scalar loops: the same float operations
+// per pixel, except that the range weights come from a shorter exp kernel that keeps only results it
+// proves correctly rounded (expf's bits) and asks expf for the rest. Where the library was built
+// without AVX-512 they do nothing (and are not called). No standard header here: the AVX-512 file
+// includes this.
 #ifndef XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 #define XELORAALGO_SRC_DEPTHFILTER_BILATERALFILTERLANES_H
 
@@ -9,33 +11,35 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-// Every worker keeps the range weights of the last arguments it met, in a direct-mapped cache of
-// 2^kCacheBits 64-bit entries: argument bits b (never those of +0, the empty key) in the high half
-// of slot (b * kCacheMultiplier mod 2^32) >> (32 - kCacheBits), the bits of expf(b) as the library
-// computes it in the low half.
+// Every worker keeps the range weights of arguments that its vector kernel leaves to the scalar
+// expf, in a direct-mapped cache of 2^kCacheBits 64-bit entries: argument bits b (never those of
+// +0, the empty key, which the kernel settles) in the high half of slot
+// (b * kCacheMultiplier mod 2^32) >> (32 - kCacheBits), the bits of expf(b) in the low half.
 constexpr int kCacheBits = 12;
 constexpr unsigned kCacheMultiplier = 2654435761u;
 
 // Forward pairs (centre c, neighbour c + dj) of one row and one offset, columns 0 ... count - 1
-// (all inside the image). The pairs not taking part get -1 in out[c], those whose range weight is 1
-// or 0 or in the cache get it; the others append their argument to args (counted by pending, written up to 16
-// elements past it), and each block of 16 columns leaves in packed[block] the lanes it appended.
-// Returns the number of blocks.
-int bilateralArgumentsAvx512(const float* centre, const bool* centreMask, const float* neighbour,
-                             const bool* neighbourMask, float denominator, int count, float* out, float* args,
-                             unsigned short* packed, unsigned long long& pending,
-                             const unsigned long long* cache);
+// (all inside the image), their validity at bits centreFirst + c of centreBits and neighbourFirst
+// + c of neighbourBits (bit b at byte b / 8, bit b % 8; 8 bytes readable from the byte of any bit
+// below 16 past the run): out[c] = -1 where either pixel is invalid, otherwise the pair's weight
+// wr * spatial in float, wr = expf((-d * d) / denominator) with d = neighbour - centre and the bits
+// of the library's expf. `cache`: the worker's 2^kCacheBits entries, zero at first.
+void bilateralWeightsAvx512(const float* centre, const unsigned char* centreBits, int centreFirst,
+                            const float* neighbour, const unsigned char* neighbourBits, int neighbourFirst,
+                            float denominator, float spatial, int count, float* out, unsigned long long* cache);
 
-// The other way: the weights of the appended arguments, in the same order from `weights` (read up
-// to 16 elements past the last one), into their places in out[0 ... count - 1]. Returns how many
-// it took.
-int bilateralUnpackAvx512(float* out, int count, const unsigned short* packed, const float* weights);
+// One offset of a pixel's sums, as seen from the pixels of one row: the weight of column c's
+// neighbour at weights[c] (negative: it does not take part), its value at values[c]. Both arrays are
+// readable for c in [0, w rounded up to 16).
+struct SumTerm {
+    const float* weights;
+    const float* values;
+};
 
-// One offset of the sums: for columns cFirst ... cLast - 1, range weight wr = weights[c], neighbour
-// value neighbours[c]: where wr is not -1, s[c] += neighbours[c] * (wr * spatial) and
-// n[c] += wr * spatial. Returns the first column not done (the caller's scalar loop does the rest).
-int bilateralSumsAvx512(const float* weights, const float* neighbours, float spatial, int cFirst, int cLast,
-                        float* s, float* n);
+// A row of the filter: for every column c < w whose mask is true, out[c] = S / N with, over the
+// terms in order, where weights[c] is not negative (NaN takes part), S += values[c] * weights[c] and
+// N += weights[c], in float from 0. Other columns of out are left as they are.
+void bilateralRowAvx512(const SumTerm* terms, int termCount, const bool* mask, int w, float* out);
 
 }  // namespace detail
 }  // namespace depthfilter

@@ -63,6 +63,11 @@ float atanfFma(float x);
 float atan2fFma(float y, float x);
 float acosfFma(float x);
 
+// The short exp kernel of the AVX-512 loops (Avx512Lanes.h) over an array, for its exhaustive
+// check: arguments in (-87, 0) through the kernel, the rest and the lanes it leaves open through
+// expf. Only where the processor has AVX-512 (VectorAvx512.cpp).
+void expfShortArrayAvx512(const float* x, float* out, decltype(sizeof 0) n);
+
 // ---- accurate paths (double-double, relative error below 2^-95) ----
 float sinCosAccurate(float x, bool cosine);
 float expAccurate(float x);

@@ -7,28 +7,51 @@
 #include <immintrin.h>
 #define XELORA_ISA Avx512
 
+#include "Avx512Lanes.h"
+#include "VectorForms.h"
+
 namespace XELORAALGO::num::detail {
 namespace {
 
-// table[i] for a table of 64 doubles and indices below 64: four two-register permutes (16 entries
-// each, by the index's low four bits), then two blends by its bits 4 and 5. The table's registers
-// are loaded once per call of the array form where the loop keeps them.
-inline __m512d take64(const double* table, __m512i i) {
-    const __m512d p0 = _mm512_permutex2var_pd(_mm512_loadu_pd(table), i, _mm512_loadu_pd(table + 8));
-    const __m512d p1 = _mm512_permutex2var_pd(_mm512_loadu_pd(table + 16), i, _mm512_loadu_pd(table + 24));
-    const __m512d p2 = _mm512_permutex2var_pd(_mm512_loadu_pd(table + 32), i, _mm512_loadu_pd(table + 40));
-    const __m512d p3 = _mm512_permutex2var_pd(_mm512_loadu_pd(table + 48), i, _mm512_loadu_pd(table + 56));
-    const __mmask8 bit4 = _mm512_test_epi64_mask(i, _mm512_set1_epi64(16));
-    const __mmask8 bit5 = _mm512_test_epi64_mask(i, _mm512_set1_epi64(32));
-    return _mm512_mask_blend_pd(bit5, _mm512_mask_blend_pd(bit4, p0, p1), _mm512_mask_blend_pd(bit4, p2, p3));
+// expf sixteen floats at a time: the fused kernel on two halves of double lanes, one rounding test
+// per half, the scalar function for the lanes it leaves open.
+void expfArray16(const float* x, float* out, Size n) {
+    const auto scalar = [](float v) { return num::expf(v); };
+    for (Size i = 0; i < n; i += 16) {
+        const __mmask16 lanes = static_cast<__mmask16>(n - i >= 16 ? 0xffff : (1u << (n - i)) - 1u);
+        const __m512 q = _mm512_maskz_loadu_ps(lanes, x + i);
+        __mmask16 open;
+        __m512 e = expf16Open(q, lanes, open);
+        if (open) e = resolveLanes(q, e, open, scalar);
+        _mm512_mask_storeu_ps(out + i, lanes, e);
+    }
 }
 
 }  // namespace
+
+void expfShortArrayAvx512(const float* x, float* out, Size n) {
+    const auto scalar = [](float v) { return num::expf(v); };
+    const __m512d table = shortExpTable();
+    for (Size i = 0; i < n; i += 16) {
+        const __mmask16 lanes = static_cast<__mmask16>(n - i >= 16 ? 0xffff : (1u << (n - i)) - 1u);
+        const __m512 q = _mm512_maskz_loadu_ps(lanes, x + i);
+        const __mmask16 inRange = _mm512_cmp_ps_mask(q, _mm512_set1_ps(-87.0f), _CMP_GT_OQ) &
+                                  _mm512_cmp_ps_mask(q, _mm512_setzero_ps(), _CMP_LT_OQ);
+        __mmask16 open;
+        __m512 e = expShort16Open(q, static_cast<__mmask16>(lanes & inRange), table, open);
+        open = static_cast<__mmask16>(open | (lanes & ~inRange));
+        if (open) e = resolveLanes(q, e, open, scalar);
+        _mm512_mask_storeu_ps(out + i, lanes, e);
+    }
+}
+
 }  // namespace XELORAALGO::num::detail
 
 #define XELORA_LANES __m512d
 #define XELORA_GATHER(table, i) _mm512_mask_i64gather_pd(_mm512_setzero_pd(), 0xff, (__m512i)(i), table, 8)
 #define XELORA_TAKE64(table, i) take64(table, (__m512i)(i))
+#define XELORA_OPS FusedLanes512
+#define XELORA_EXPF_ARRAY expfArray16
 #define XELORA_WIDEN(p) _mm512_maskz_cvtps_pd(0xff, _mm256_loadu_ps(p))
 #define XELORA_NARROW(v) _mm512_maskz_cvtpd_ps(0xff, v)
 #define XELORA_ALL_FLOATS(m) (_mm256_movemask_ps((__m256)(m)) == 0xff)

@@ -25,9 +25,13 @@ constexpr bool kWideVectorsSafe = false;
 constexpr bool kWideVectorsSafe = true;
 #endif
 
+// The AVX2 forms use fused multiply-adds too (every AVX2 processor but a rare few has them; those
+// take the SSE2 forms).
+bool usableForArrays(Isa isa) { return isaUsable(isa) && (isa != Isa::Avx2 || __builtin_cpu_supports("fma")); }
+
 Isa usableOrNarrower(Isa isa) {
     if (!kWideVectorsSafe) return Isa::Sse2;
-    while (isa != Isa::Sse2 && !isaUsable(isa)) isa = isa == Isa::Avx512 ? Isa::Avx2 : Isa::Sse2;
+    while (isa != Isa::Sse2 && !usableForArrays(isa)) isa = isa == Isa::Avx512 ? Isa::Avx2 : Isa::Sse2;
     return isa == Isa::Avx ? Isa::Sse2 : isa;
 }
 

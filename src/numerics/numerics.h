@@ -7,8 +7,8 @@
 // the signed multiples of pi/4; expf overflows to +inf and underflows to +0 through the subnormals).
 // They use only IEEE-754 double and float additions, multiplications, divisions and square roots
 // in the default rounding mode (round to nearest): no x87, no library call, and fused multiply-adds
-// only as explicit instructions of a second form of the scalar functions, chosen at run time where
-// the processor has them. Each evaluates first in double with a proven error bound; when that
+// only as explicit instructions of a second form of the scalar functions and of the AVX2 and
+// AVX-512 array forms, chosen at run time where the processor has them. Each evaluates first in double with a proven error bound; when that
 // result lies too close to a rounding boundary of float to decide, a double-double evaluation
 // settles it. Every form returns the correctly rounded value, so the bits never depend on the form.
 #pragma once

@@ -156,3 +156,56 @@ TEST(Bilateralfilter, RangeWeightsOneAndZeroAtTheShortcutBounds) {
     EXPECT_EQ(expf(std::nextafter(-104.0f, -200.0f)), 0.0f);
     EXPECT_EQ(expf(-INFINITY), 0.0f);
 }
+
+namespace {
+
+// A float difference d whose range weight expf((-d * d) / 2) (range sigma 1) lies within 2^-40 of a
+// rounding boundary of float, judged in long double: a pair the vector loops must hand to the
+// scalar expf.
+float hardDifference() {
+    for (float d = 0.75f; d < 4.0f; d = std::nextafter(d, 8.0f)) {
+        const float q = (-d * d) / 2.0f;
+        const long double e = std::exp(static_cast<long double>(q));
+        const float f = static_cast<float>(e);
+        const long double ulp = static_cast<long double>(std::nextafter(f, 2.0f)) - f;
+        const long double fromMid = std::fabs(std::fabs(e - f) - ulp / 2);
+        if (fromMid < e * 0x1p-40L) return d;
+    }
+    return 0.0f;
+}
+
+}  // namespace
+
+// Maps the sixteen-wide loops meet in practice: depths on a grid (differences of whole multiples of
+// 2^-11, whose weights lie near the midpoints below 1, where a short kernel must not round on its
+// own), and pairs whose weight only the scalar expf can settle, many of them, in every lane and
+// block. Both loop widths must give the plain per-pixel sums' bits.
+TEST(Bilateralfilter, QuantisedDepthsAndUnsettledWeightsKeepThePlainBits) {
+    const float hard = hardDifference();
+    ASSERT_NE(hard, 0.0f);
+    std::mt19937 rng(31);
+    std::uniform_int_distribution<int> step(-400, 400);
+    std::bernoulli_distribution coin(0.9);
+    for (const int sigma : {1, 2, 4}) {
+        const int w = 53, h = 20;
+        XELORAALGO::AlgoEngine e;
+        stereotest::setRoi(e, w, h);
+        stereotest::BoolMap mask(static_cast<std::size_t>(w * h));
+        std::vector<float> grid(mask.n), pairs(mask.n);
+        for (std::size_t i = 0; i < mask.n; ++i) {
+            grid[i] = 500.0f + static_cast<float>(step(rng)) * 0x1p-11f;
+            pairs[i] = (i / static_cast<std::size_t>(w) + i) % 3 == 0 ? hard : 0.0f;
+            mask[i] = coin(rng);
+        }
+        for (const auto& [src, range] : {std::make_pair(grid, 2.0f), std::make_pair(grid, 0.05f), std::make_pair(pairs, 1.0f)}) {
+            const std::vector<float> want = plainBilateral(src, mask, w, h, sigma, range);
+            std::vector<float> wide = src, plain = src;
+            XELORAALGO::depthfilter::BilateralfilterWithLanes(e, wide.data(), mask.data(), sigma, range, 16);
+            XELORAALGO::depthfilter::BilateralfilterWithLanes(e, plain.data(), mask.data(), sigma, range, 1);
+            for (std::size_t i = 0; i < mask.n; ++i) {
+                ASSERT_EQ(bitsOf(wide[i]), bitsOf(want[i])) << "sigma " << sigma << " range " << range << " @" << i;
+                ASSERT_EQ(bitsOf(plain[i]), bitsOf(want[i])) << "sigma " << sigma << " range " << range << " @" << i;
+            }
+        }
+    }
+}

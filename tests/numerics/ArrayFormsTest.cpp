@@ -11,6 +11,7 @@
 #include <random>
 #include <vector>
 
+#include "Kernels.h"
 #include "numerics.h"
 
 namespace num = XELORAALGO::num;
@@ -115,3 +116,27 @@ INSTANTIATE_TEST_SUITE_P(Numerics, ArrayFormLanes, ::testing::Values(num::Isa::S
     [](const ::testing::TestParamInfo<num::Isa>& info) { return isaName(info.param); });
 
 }  // namespace
+
+// The short exp kernel of the AVX-512 loops (arguments in (-87, 0), a shorter polynomial, a wider
+// rounding test and a 2-ulp test above -2^-10) must give expf's bits wherever it settles a lane, and
+// hand the rest to expf: arguments of quantised differences (-j * 2^-25, whose e^q lie near the
+// midpoints below 1), both sides of each bound of its ranges, and ordinary arguments, at every lane.
+TEST(ArrayForms, ShortExpKernelEqualsExpf) {
+    // (widestIsa: not on Windows, whose stack keeps no 64-byte alignment for AVX-512 registers.)
+    if (num::widestIsa() != num::Isa::Avx512) GTEST_SKIP() << "AVX-512 not available here";
+    std::vector<float> x;
+    for (int j = 1; j < 40000; ++j) x.push_back(-static_cast<float>(j) * 0x1p-25f);
+    for (float bound : {-87.0f, -0x1p-10f, -0x1p-25f, -104.0f}) {
+        float v = bound;
+        for (int i = 0; i < 20; ++i) v = std::nextafter(v, 0.0f);
+        for (int i = 0; i < 40; ++i, v = std::nextafter(v, -kInf)) x.push_back(v);
+    }
+    const std::vector<float> ordinary = mixed(50000, -90.0f, 0.0f, {kNaN, -kInf, 0.0f, -0.0f, 1.0f, -1e-40f}, 5);
+    x.insert(x.end(), ordinary.begin(), ordinary.end());
+    for (std::size_t shift = 0; shift < 16; shift += 5) {
+        std::vector<float> out(x.size() - shift);
+        XELORAALGO::num::detail::expfShortArrayAvx512(x.data() + shift, out.data(), out.size());
+        for (std::size_t i = 0; i < out.size(); ++i)
+            ASSERT_TRUE(same(out[i], num::expf(x[i + shift]))) << "expf(" << std::hexfloat << x[i + shift] << ")";
+    }
+}

@@ -10,6 +10,12 @@
 //   numerics-check doubles [COUNT] [THREADS] [SEED] [FUNCS] the double functions (DoubleCheck.cpp),
 //                                                           COUNT inputs each; FUNCS: all or a
 //                                                           comma-separated list
+//   numerics-check array FUNC ISA [THREADS] [FIRST LAST]    the array form FUNC (sinf, expf,
+//                                                           expf-short) with ISA (sse2, avx2,
+//                                                           avx512) against the scalar function,
+//                                                           every float bit pattern (ArrayCheck.cpp)
+//   numerics-check array-pairs COUNT ISA [THREADS] [SEED]   atan2f's array form likewise
+//   numerics-check array-sampled [COUNT]                    a sample of both, every usable ISA
 //
 // The expected result of each input is the correctly rounded value. A fast filter settles most
 // inputs: the C runtime's double function (documented error below 1 ulp of double; we allow 16)
@@ -18,6 +24,7 @@
 // exit status is 1 on any mismatch.
 #include "numerics.h"
 #include "FloatFunctions.h"
+#include "ArrayCheck.h"
 #include "DoubleCheck.h"
 #include "SampleInputs.h"
 
@@ -246,6 +253,9 @@ int usage() {
         "       numerics-check sampled [COUNT] [HARD-CASE-FILE]\n"
         "       numerics-check pairs COUNT [THREADS] [SEED] [plain]\n"
         "       numerics-check doubles [COUNT] [THREADS] [SEED] [exp,sin,cos,atan,atan2,pow|all]\n"
+        "       numerics-check array sinf|expf|expf-short sse2|avx2|avx512 [THREADS] [FIRST LAST]\n"
+        "       numerics-check array-pairs COUNT sse2|avx2|avx512 [THREADS] [SEED]\n"
+        "       numerics-check array-sampled [COUNT]\n"
         "FUNC: sinf cosf expf atanf acosf, or one of them with -plain\n");
     return 2;
 }
@@ -264,6 +274,16 @@ int main(int argc, char** argv) {
         const std::uint64_t last = argc >= 6 ? std::stoull(argv[5], nullptr, 0) : 0xffffffffull;
         return exhaustive(*f, threads == 0 ? 1 : threads, first, last, argc >= 7 ? argv[6] : nullptr);
     }
+    if (mode == "array" && argc >= 4) {
+        const unsigned threads = argc >= 5 ? static_cast<unsigned>(std::stoul(argv[4])) : 1u;
+        const std::uint64_t first = argc >= 7 ? std::stoull(argv[5], nullptr, 0) : 0;
+        const std::uint64_t last = argc >= 7 ? std::stoull(argv[6], nullptr, 0) : 0xffffffffull;
+        return arraycheck::exhaustive(argv[2], argv[3], threads == 0 ? 1 : threads, first, last);
+    }
+    if (mode == "array-pairs" && argc >= 4)
+        return arraycheck::pairs(std::stoull(argv[2]), argv[3], argc >= 5 ? static_cast<unsigned>(std::stoul(argv[4])) : 1u,
+                                 argc >= 6 ? std::stoull(argv[5]) : 1u);
+    if (mode == "array-sampled") return arraycheck::sampled(argc >= 3 ? std::stoull(argv[2]) : 1000000u);
     if (mode == "sampled")
         return sampled(argc >= 3 ? std::stoull(argv[2]) : 1000000u, argc >= 4 ? argv[3] : nullptr);
     if (mode == "doubles")
