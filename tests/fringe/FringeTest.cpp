@@ -190,7 +190,8 @@ TEST(SmoothMaskedMap, SeveralMapsAndBothLoopWidthsGiveTheSingleMapBits) {
         for (int wide = 0; wide < 2; ++wide) {
             float* ptrs[4];
             for (int k = 0; k < 4; ++k) ptrs[k] = (together[wide][k] = maps[k]).data();
-            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma, wide == 1);
+            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma,
+                                          wide == 1 ? XELORAALGO::num::widestIsa() : XELORAALGO::num::Isa::Sse2);
         }
         for (int k = 0; k < 4; ++k)
             for (std::size_t i = 0; i < n; ++i)
