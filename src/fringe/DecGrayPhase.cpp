@@ -11,13 +11,13 @@
 //          averageMap (mean of the four fringes, grey levels), absolutePhase (radians, 0 .. ~64*2pi).
 // The three decoders share one algorithm and differ only in their Variant settings (below). Each threaded pass runs
 // on 8 banded workers; the last N mod 8 pixels, which no worker owns, are decoded the same way on
-// the calling thread, so every pixel is decoded whatever the ROI. Scratch maps of the two-pass path
-// are allocated here and released on return.
+// the calling thread, so every pixel is decoded whatever the ROI. The two-pass path keeps its
+// first-pass maps in the outputs themselves (the wrapped phase in absolutePhase until it is unwrapped);
+// its smoothing rounds allocate only rows (PhaseRounds.cpp).
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -270,34 +270,34 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         return;
     }
 
-    // Two-pass decoding: the first pass writes every element of the scratch maps.
-    std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
-    std::unique_ptr<bool[]> mask(new bool[n]());
+    // Two-pass decoding. The outputs serve as the scratch maps: modulation, average and mask are the
+    // first pass's and stay as they are, and absolutePhase holds the wrapped phase until the second
+    // pass unwraps each pixel in place. The first pass writes every element.
+    float* const phi = absolutePhase;
+    float* const mod = modulationMap;
+    float* const avg = averageMap;
+    bool* const mask = validMask;
     const detail::TruncatingSums sums = detail::truncatingSums(num::widestIsa());
     runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
         forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
             if (var.truncatingFirst)
-                truncatingChunk(e, pl, i0, count, phi.get(), mod.get(), avg.get(), sums);
+                truncatingChunk(e, pl, i0, count, phi, mod, avg, sums);
             else
-                lookupChunk(e, pl, reversed, i0, count, phi.get(), mod.get(), avg.get());
+                lookupChunk(e, pl, reversed, i0, count, phi, mod, avg);
             for (std::size_t j = i0; j < i0 + count; ++j) mask[j] = mod[j] > threshold;
         });
     });
 
     // Smoothing rounds on the calling thread: rebuild ideal fringes from the phase, smooth them inside
     // the mask, read the phase back.
-    detail::smoothPhaseRounds(e, phi.get(), mask.get(), smoothRounds, smoothSigma, num::widestIsa());
+    detail::smoothPhaseRounds(e, phi, mask, smoothRounds, smoothSigma, num::widestIsa());
 
     // Second pass: unwrap with the (smoothed) phase and the first-pass average.
     runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
         forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
-            unwrapChunk(pl, reversed, i0, count, phi.get() + i0, avg.get() + i0, absolutePhase + i0);
+            unwrapChunk(pl, reversed, i0, count, phi + i0, avg + i0, absolutePhase + i0);
         });
     });
-
-    std::memcpy(modulationMap, mod.get(), n * sizeof(float));
-    std::memcpy(averageMap, avg.get(), n * sizeof(float));
-    std::memcpy(validMask, mask.get(), n * sizeof(bool));
 }
 
 }  // namespace
