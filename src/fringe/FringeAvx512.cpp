@@ -1,7 +1,7 @@
 // The row loops of the masked smoothing (SmoothRows.inc) and the truncating accumulation of the
-// fringes (TruncatingSums.inc) compiled for AVX-512, chosen at run time where the processor has it (never on
-// 64-bit Windows, whose stack keeps no 64-byte alignment). No FMA: products and sums are rounded separately, as in
-// the baseline loops. No standard header may be included here.
+// fringes (TruncatingSums.inc) compiled for AVX-512, chosen at run time where the processor has it
+// (never on 64-bit Windows, whose stack keeps no 64-byte alignment). No FMA: products and sums are
+// rounded separately, as in the baseline loops. No standard header may be included here.
 #if defined(__GNUC__) && defined(__x86_64__) && !defined(_WIN32)
 #pragma GCC push_options
 #pragma GCC target("avx512f")
