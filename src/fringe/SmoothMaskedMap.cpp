@@ -34,15 +34,17 @@ namespace detail {
 #undef XELORA_FRINGE_BYTES
 #undef XELORA_FRINGE_ISA
 #if defined(__GNUC__) && defined(__x86_64__)
-void tapsAlongAvx2(float* sum, const float* src, const float* wf, int taps, long long n);
-void tapsAcrossAvx2(float* sum, const float* const* rows, const float* wf, int taps, long long n);
+void tapsAlongAvx2(float* out, const float* src, const float* wf, int taps, long long n,
+                   const float* ws, const float* flag);
+void tapsAcrossAvx2(float* out, const float* const* rows, const float* wf, int taps, long long n,
+                    const float* ws, const float* flag);
 void maskRowAvx2(float* out, const float* in, const unsigned char* m, long long n);
-void divideRowAvx2(float* out, const float* vs, const float* ws, const unsigned char* m, long long n);
 #if !defined(_WIN32)
-void tapsAlongAvx512(float* sum, const float* src, const float* wf, int taps, long long n);
-void tapsAcrossAvx512(float* sum, const float* const* rows, const float* wf, int taps, long long n);
+void tapsAlongAvx512(float* out, const float* src, const float* wf, int taps, long long n,
+                     const float* ws, const float* flag);
+void tapsAcrossAvx512(float* out, const float* const* rows, const float* wf, int taps, long long n,
+                      const float* ws, const float* flag);
 void maskRowAvx512(float* out, const float* in, const unsigned char* m, long long n);
-void divideRowAvx512(float* out, const float* vs, const float* ws, const unsigned char* m, long long n);
 #endif
 #endif
 
@@ -50,13 +52,13 @@ SmoothLoops smoothLoops(num::Isa isa) {
 #if defined(__GNUC__) && defined(__x86_64__)
 #if !defined(_WIN32)
     if (isa == num::Isa::Avx512 && num::widestIsa() == num::Isa::Avx512)
-        return {tapsAlongAvx512, tapsAcrossAvx512, maskRowAvx512, divideRowAvx512};
+        return {tapsAlongAvx512, tapsAcrossAvx512, maskRowAvx512};
 #endif
     if ((isa == num::Isa::Avx2 || isa == num::Isa::Avx512) && num::avx2Allowed())
-        return {tapsAlongAvx2, tapsAcrossAvx2, maskRowAvx2, divideRowAvx2};
+        return {tapsAlongAvx2, tapsAcrossAvx2, maskRowAvx2};
 #endif
     (void)isa;
-    return {tapsAlongBase, tapsAcrossBase, maskRowBase, divideRowBase};
+    return {tapsAlongBase, tapsAcrossBase, maskRowBase};
 }
 
 // Largest radius accepted (the tap loops use int); a larger sigma throws std::bad_alloc.

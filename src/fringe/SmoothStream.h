@@ -26,10 +26,11 @@ namespace detail {
 
 // The row loops for one instruction set (SmoothRows.inc).
 struct SmoothLoops {
-    void (*tapsAlong)(float* sum, const float* src, const float* wf, int taps, long long n);
-    void (*tapsAcross)(float* sum, const float* const* rows, const float* wf, int taps, long long n);
+    void (*tapsAlong)(float* out, const float* src, const float* wf, int taps, long long n, const float* ws,
+                      const float* flag);
+    void (*tapsAcross)(float* out, const float* const* rows, const float* wf, int taps, long long n, const float* ws,
+                       const float* flag);
     void (*maskRow)(float* out, const float* in, const unsigned char* m, long long n);
-    void (*divideRow)(float* out, const float* vs, const float* ws, const unsigned char* m, long long n);
 };
 // The loops of isa, or of the widest narrower one built and allowed here.
 SmoothLoops smoothLoops(num::Isa isa);
@@ -68,7 +69,7 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
     const auto ringRow = [&](int slot, int row) {  // slot count: the flags
         return ring.data() + static_cast<std::size_t>(slot) * ringSize + static_cast<std::size_t>(row % ringRows) * w;
     };
-    std::vector<float> weightSum(w), valueSum(w);
+    std::vector<float> weightSum(w);
     std::vector<const float*> rows(static_cast<std::size_t>(2 * radius + 1));
 
     const auto horizontal = [&](int r) {
@@ -76,11 +77,10 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
         float* flags = ringRow(count, r);
         loops.maskRow(flags, nullptr, m, wl);
         std::copy(flags, flags + w, row0);
-        loops.tapsAlong(weightSum.data(), padded.data(), wfAlong, tapsAlong, wl);
+        loops.tapsAlong(weightSum.data(), padded.data(), wfAlong, tapsAlong, wl, nullptr, nullptr);
         for (int k = 0; k < count; ++k) {
             loops.maskRow(row0, source(k, r), m, wl);
-            loops.tapsAlong(valueSum.data(), padded.data(), wfAlong, tapsAlong, wl);
-            loops.divideRow(ringRow(k, r), valueSum.data(), weightSum.data(), m, wl);
+            loops.tapsAlong(ringRow(k, r), padded.data(), wfAlong, tapsAlong, wl, weightSum.data(), flags);
         }
     };
 
@@ -93,12 +93,11 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
         const float* wfAcross = wf.data() + (yFirst + radius);
         const int taps = yLast - yFirst + 1;
         for (int y = yFirst; y <= yLast; ++y) rows[static_cast<std::size_t>(y - yFirst)] = ringRow(count, r + y);
-        loops.tapsAcross(weightSum.data(), rows.data(), wfAcross, taps, wl);
-        const unsigned char* m = bytes(mask + static_cast<std::size_t>(r) * w);
+        loops.tapsAcross(weightSum.data(), rows.data(), wfAcross, taps, wl, nullptr, nullptr);
+        const float* flags = ringRow(count, r);
         for (int k = 0; k < count; ++k) {
             for (int y = yFirst; y <= yLast; ++y) rows[static_cast<std::size_t>(y - yFirst)] = ringRow(k, r + y);
-            loops.tapsAcross(valueSum.data(), rows.data(), wfAcross, taps, wl);
-            loops.divideRow(target(k, r), valueSum.data(), weightSum.data(), m, wl);
+            loops.tapsAcross(target(k, r), rows.data(), wfAcross, taps, wl, weightSum.data(), flags);
         }
         finished(r);
     }
