@@ -107,8 +107,9 @@ void outlierdetect(const AlgoEngine& engine, float* X, float* Y, float* Z, bool*
 
     int lanes = 1;
     const CountNear count = lanesAllowed ? countNear(isa, lanes) : nullptr;
-    // Runs of `lanes` pixels from column R up to w - 1 - R - (lanes - 1); the counts stay in int.
-    const bool runs = count && R >= 1 && needed < (std::int64_t(1) << 30) && 2 * R + lanes <= w;
+    // Runs of `lanes` pixels from column R up to w - 1 - R - (lanes - 1); the counts, at most the
+    // (2R + 1)^2 pixels of a neighbourhood, stay in int.
+    const bool runs = count && R >= 1 && R <= 23169 && 2 * R + lanes <= w;  // 46339^2 < 2^31
     const int runEnd = runs ? static_cast<int>(w - R - lanes) : -1;  // last column a run may start at
     int counts[16];
 
