@@ -5,7 +5,9 @@
 //          the instruction set of the smoothing's row loops.
 // Outputs: phi: after each round, atan2f(c, s) of the smoothed regenerated fringes (0 outside mask).
 // Working storage: a few rows and the smoothing's rings (SmoothStream.h), allocated here and released
-// on return; the four fringe maps of a round are never held whole.
+// on return; the four fringe maps of a round are never held whole. Sines and arc tangents are taken
+// for the valid pixels only (an invalid pixel's phase after a round is atan2f(+0, +0) whatever its
+// fringes were).
 //
 // A round, per pixel: F_k = sinf((float)k * 1.5707964 + phi) * 127.5 + 127.5 for k = 1 ... 4, each
 // smoothed with SmoothMaskedMap(F_k, mask, sigma); s = F_1 sinf(1.5707964) + F_2 sinf(3.1415927) +
@@ -13,6 +15,7 @@
 // phi = atan2f(c, s). Here the rows of F_k are made when the smoothing first needs them and the phase
 // of a row is read back as soon as its smoothed rows are complete: the smoothing needs the rows of F_k
 // up to R rows below the row it writes, which are made from rows of phi not yet read back.
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -41,25 +44,58 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
     for (auto& row : smoothed) row.resize(w);
     const auto phiRow = [&](int r) { return phi + static_cast<std::size_t>(r) * w; };
 
+    // Only the valid pixels' values are used: the smoothing reads an invalid pixel as 0 and writes 0
+    // there, so its s and c are +0 and its phase atan2f(+0, +0). Rows with invalid pixels take the
+    // sines and arc tangents of their valid pixels only, gathered into a run.
+    const float phaseOfNothing = num::atan2f(0.0f, 0.0f);
+    std::vector<std::size_t> at(w);  // columns of the valid pixels of the current row
+    std::size_t valid = 0;
+    int atRow = -1;
+    const auto validOf = [&](int r) {  // fills `at` for row r; false when every pixel is valid
+        const bool* m = mask + static_cast<std::size_t>(r) * w;
+        if (atRow != r) {
+            atRow = r;
+            valid = 0;
+            for (std::size_t i = 0; i < w; ++i)
+                if (m[i]) at[valid++] = i;
+        }
+        return valid < w;
+    };
     const auto source = [&](int k, int r) -> const float* {
         const float* p = phiRow(r);
-        for (std::size_t i = 0; i < w; ++i) angle[i] = base[k] + p[i];
-        num::sinf(angle.data(), fringe.data(), w);
-        for (std::size_t i = 0; i < w; ++i) fringe[i] = fringe[i] * 127.5f + 127.5f;
+        if (!validOf(r)) {
+            for (std::size_t i = 0; i < w; ++i) angle[i] = base[k] + p[i];
+            num::sinf(angle.data(), fringe.data(), w);
+            for (std::size_t i = 0; i < w; ++i) fringe[i] = fringe[i] * 127.5f + 127.5f;
+        } else {
+            for (std::size_t j = 0; j < valid; ++j) angle[j] = base[k] + p[at[j]];
+            num::sinf(angle.data(), s.data(), valid);
+            for (std::size_t j = 0; j < valid; ++j) fringe[at[j]] = s[j] * 127.5f + 127.5f;
+        }
         return fringe.data();
     };
     const auto target = [&](int k, int) { return smoothed[k].data(); };
     const auto finished = [&](int r) {
-        for (std::size_t i = 0; i < w; ++i) {
+        float* p = phiRow(r);
+        const bool gather = validOf(r);
+        const std::size_t count = gather ? valid : w;
+        for (std::size_t j = 0; j < count; ++j) {
+            const std::size_t i = gather ? at[j] : j;
             float sv = 0.0f, cv = 0.0f;
             for (int k = 0; k < 4; ++k) {
                 sv = sv + smoothed[k][i] * sinK[k];
                 cv = cv + smoothed[k][i] * cosK[k];
             }
-            s[i] = sv;
-            c[i] = cv;
+            s[j] = sv;
+            c[j] = cv;
         }
-        num::atan2f(c.data(), s.data(), phiRow(r), w);
+        if (!gather) {
+            num::atan2f(c.data(), s.data(), p, w);
+            return;
+        }
+        num::atan2f(c.data(), s.data(), angle.data(), valid);
+        std::fill(p, p + w, phaseOfNothing);
+        for (std::size_t j = 0; j < valid; ++j) p[at[j]] = angle[j];
     };
     for (int round = 0; round < rounds; ++round) smoothRows(engine, 4, mask, sigma, isa, source, target, finished);
 }
