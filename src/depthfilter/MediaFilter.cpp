@@ -52,8 +52,8 @@ void filterRow(const float* above, const float* centre, const float* below, floa
 template <int P>
 void filterMap(float* map, int w, int h, int lanes) {
     if (lanes >= 16) {
-        std::vector<float> left(static_cast<std::size_t>(h));
-        detail::mediaFilterStripsAvx512(P, map, w, h, left.data());
+        std::vector<float> left(static_cast<std::size_t>(h)), rows(2 * static_cast<std::size_t>(w));
+        detail::mediaFilterStripsAvx512(P, map, w, h, left.data(), rows.data());
         return;
     }
     const std::size_t W = static_cast<std::size_t>(w);

@@ -43,13 +43,15 @@ struct Avx512Ops {
     }
 };
 
-// Filters columns c0 ... c0 + k - 1 (k <= 16 lanes in `lanes`) of rows 1 ... h - 2, going down the
+// Filters columns c0 ... c0 + k - 1 (k <= 16 lanes in `lanes`) of rows first ... last, going down the
 // rows with the statistics of the three rows in reach kept in registers: each row's triples are sorted
 // once (as the bottom row), and the statistics serve again when the row is the centre and the top row.
-// left[r] holds the unfiltered value of column c0 - 1 in row r (the strip to the left has filtered the
-// map there) and gets that of column c0 + 15 for the strip to the right.
+// top is row first - 1 unfiltered (the band above has filtered it in the map). left[r] holds the
+// unfiltered value of column c0 - 1 in row r (the strip to the left has filtered the map there) and
+// gets that of column c0 + 15 for the strip to the right.
 template <int P>
-void filterStrip(float* map, long long w, int h, int c0, __mmask16 lanes, float* left) {
+void filterStrip(float* map, long long w, int first, int last, const float* top, int c0, __mmask16 lanes,
+                 float* left) {
     using N = Network<Avx512Ops>;
     using V = __m512;
     // Row r's triples: left, middle and right columns of the strip's lanes.
@@ -63,11 +65,13 @@ void filterStrip(float* map, long long w, int h, int c0, __mmask16 lanes, float*
     V l, m, rt, unused;
     // Top row: minimum, maximum, mid in the top order; centre row: also its mid in the centre order.
     V minT, maxT, midT, minC, maxC, midCT, midC, mC;
-    rowAt(0, l, m, rt);
+    l = _mm512_maskz_loadu_ps(lanes, top + c0 - 1);
+    m = _mm512_maskz_loadu_ps(lanes, top + c0);
+    rt = _mm512_maskz_loadu_ps(lanes, top + c0 + 1);
     N::template rowStats<P>(l, m, rt, minT, maxT, midT, unused, unused);
-    rowAt(1, l, mC, rt);
+    rowAt(first, l, mC, rt);
     N::template rowStats<P>(l, mC, rt, minC, maxC, midCT, midC, unused);
-    for (int r = 1; r <= h - 2; ++r) {
+    for (int r = first; r <= last; ++r) {
         V mB, minB, maxB, midBT, midBC, midB;
         rowAt(r + 1, l, mB, rt);  // row r + 1 is still unfiltered
         N::template rowStats<P>(l, mB, rt, minB, maxB, midBT, midBC, midB);
@@ -80,12 +84,29 @@ void filterStrip(float* map, long long w, int h, int c0, __mmask16 lanes, float*
     }
 }
 
+// Bands of kBand rows, each filtered strip by strip, so that a band's rows stay in the caches while its
+// strips go down them. rows holds two rows of working storage: the unfiltered copy of the band's last
+// row, which the band below needs as its top row.
+constexpr int kBand = 48;
+
 template <int P>
-void filterStrips(float* map, int w, int h, float* left) {
-    for (int r = 0; r < h; ++r) left[r] = map[static_cast<long long>(r) * w];
-    for (int c0 = 1; c0 <= w - 2; c0 += 16) {
-        const int k = w - 1 - c0 < 16 ? w - 1 - c0 : 16;
-        filterStrip<P>(map, w, h, c0, static_cast<__mmask16>((1u << k) - 1u), left);
+void filterStrips(float* map, int w, int h, float* left, float* rows) {
+    const long long W = w;
+    const float* top = map;  // row 0 is never filtered
+    float* copy = rows;
+    for (int first = 1; first <= h - 2; first += kBand) {
+        const int last = h - 2 - first < kBand - 1 ? h - 2 : first + kBand - 1;
+        for (int r = first; r <= last + 1; ++r) left[r] = map[r * W];  // column 0 is never filtered
+        if (last < h - 2) {
+            const float* from = map + last * W;
+            for (int c = 0; c < w; ++c) copy[c] = from[c];
+        }
+        for (int c0 = 1; c0 <= w - 2; c0 += 16) {
+            const int k = w - 1 - c0 < 16 ? w - 1 - c0 : 16;
+            filterStrip<P>(map, W, first, last, top, c0, static_cast<__mmask16>((1u << k) - 1u), left);
+        }
+        top = copy;
+        copy = copy == rows ? rows + W : rows;
     }
 }
 
@@ -93,17 +114,17 @@ void filterStrips(float* map, int w, int h, float* left) {
 
 namespace detail {
 
-void mediaFilterStripsAvx512(int pos, float* map, int w, int h, float* left) {
+void mediaFilterStripsAvx512(int pos, float* map, int w, int h, float* left, float* rows) {
     switch (pos) {
-        case 0: filterStrips<0>(map, w, h, left); break;
-        case 1: filterStrips<1>(map, w, h, left); break;
-        case 2: filterStrips<2>(map, w, h, left); break;
-        case 3: filterStrips<3>(map, w, h, left); break;
-        case 4: filterStrips<4>(map, w, h, left); break;
-        case 5: filterStrips<5>(map, w, h, left); break;
-        case 6: filterStrips<6>(map, w, h, left); break;
-        case 7: filterStrips<7>(map, w, h, left); break;
-        default: filterStrips<8>(map, w, h, left); break;
+        case 0: filterStrips<0>(map, w, h, left, rows); break;
+        case 1: filterStrips<1>(map, w, h, left, rows); break;
+        case 2: filterStrips<2>(map, w, h, left, rows); break;
+        case 3: filterStrips<3>(map, w, h, left, rows); break;
+        case 4: filterStrips<4>(map, w, h, left, rows); break;
+        case 5: filterStrips<5>(map, w, h, left, rows); break;
+        case 6: filterStrips<6>(map, w, h, left, rows); break;
+        case 7: filterStrips<7>(map, w, h, left, rows); break;
+        default: filterStrips<8>(map, w, h, left, rows); break;
     }
 }
 
@@ -122,7 +143,7 @@ namespace XELORAALGO {
 namespace depthfilter {
 namespace detail {
 
-void mediaFilterStripsAvx512(int, float*, int, int, float*) {}
+void mediaFilterStripsAvx512(int, float*, int, int, float*, float*) {}
 
 }  // namespace detail
 }  // namespace depthfilter

@@ -22,9 +22,9 @@ namespace detail {
 // done) when the library was built for a processor family without AVX.
 int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w);
 // The whole map (h >= 3, w >= 3) in strips of sixteen columns with AVX-512, in place, for ascending
-// position pos; left is working storage of h floats. Does nothing where the library was built without
-// AVX-512 (the caller never calls it there).
-void mediaFilterStripsAvx512(int pos, float* map, int w, int h, float* left);
+// position pos; left (h floats) and rows (2 w floats) are working storage. Does nothing where the
+// library was built without AVX-512 (the caller never calls it there).
+void mediaFilterStripsAvx512(int pos, float* map, int w, int h, float* left, float* rows);
 }  // namespace detail
 
 namespace {

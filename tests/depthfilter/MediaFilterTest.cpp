@@ -114,7 +114,7 @@ TEST(MediaFilter, ThinMapsAndInvalidOrdersAreLeftAlone) {
 TEST(MediaFilter, EveryPathFollowsTheNetworkOnNaNInfinitiesZerosAndTallMaps) {
     // NaN of both signs and several payloads (quiet and signalling), infinities, zeros of both signs
     // (holes), subnormals and ordinary values; widths around the strips of sixteen columns (a last
-    // strip of every width) and heights from 3 to 21, every order and every path, against the network
+    // strip of every width) and heights from 3 to 100 (one to three bands of rows), every order and every path, against the network
     // written out value by value: to the bit, except that a NaN result is only checked to be NaN (which
     // payload an addition of two NaNs returns depends on the operand order the compiler picks).
     static AlgoEngine engine;
@@ -123,7 +123,7 @@ TEST(MediaFilter, EveryPathFollowsTheNetworkOnNaNInfinitiesZerosAndTallMaps) {
     const float odd[] = {INFINITY, -INFINITY, 0.0f, -0.0f, 1e-45f, -3e-39f, 1e30f, -1e30f};
     int nanResults = 0;
     for (const int w : {3, 4, 17, 18, 19, 33, 35, 50}) {
-        for (const int h : {3, 4, 9, 21}) {
+        for (const int h : {3, 4, 9, 21, 50, 51, 100}) {
             engine.roi = {0, 0, w, h};
             std::vector<float> src(std::size_t(w) * h);
             for (float& v : src) {
