@@ -17,6 +17,7 @@
 // up to R rows below the row it writes, which are made from rows of phi not yet read back.
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <vector>
 
 #include "SmoothStream.h"
@@ -48,37 +49,47 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
     // there, so its s and c are +0 and its phase atan2f(+0, +0). Rows with invalid pixels take the
     // sines and arc tangents of their valid pixels only, gathered into a run.
     const float phaseOfNothing = num::atan2f(0.0f, 0.0f);
-    std::vector<std::size_t> at(w);  // columns of the valid pixels of the current row
-    std::size_t valid = 0;
-    int atRow = -1;
-    const auto validOf = [&](int r) {  // fills `at` for row r; false when every pixel is valid
-        const bool* m = mask + static_cast<std::size_t>(r) * w;
-        if (atRow != r) {
-            atRow = r;
-            valid = 0;
+    std::vector<unsigned char> full(static_cast<std::size_t>(engine.roi.height));  // rows without invalid pixels
+    for (std::size_t r = 0; r < full.size(); ++r) full[r] = std::memchr(mask + r * w, 0, w) == nullptr;
+    // The columns of the valid pixels of one row, for the rows made (source) and read back (finished).
+    struct Valid {
+        std::vector<std::size_t> at;
+        std::size_t count = 0;
+        int row = -1;
+    };
+    Valid made, readBack;
+    const auto validOf = [&](Valid& v, int r) {  // false when every pixel of row r is valid
+        if (full[static_cast<std::size_t>(r)]) return false;
+        if (v.row != r) {
+            const bool* m = mask + static_cast<std::size_t>(r) * w;
+            v.at.resize(w);
+            v.row = r;
+            v.count = 0;
             for (std::size_t i = 0; i < w; ++i)
-                if (m[i]) at[valid++] = i;
+                if (m[i]) v.at[v.count++] = i;
         }
-        return valid < w;
+        return true;
     };
     const auto source = [&](int k, int r) -> const float* {
         const float* p = phiRow(r);
-        if (!validOf(r)) {
+        if (!validOf(made, r)) {
             for (std::size_t i = 0; i < w; ++i) angle[i] = base[k] + p[i];
             num::sinf(angle.data(), fringe.data(), w);
             for (std::size_t i = 0; i < w; ++i) fringe[i] = fringe[i] * 127.5f + 127.5f;
         } else {
-            for (std::size_t j = 0; j < valid; ++j) angle[j] = base[k] + p[at[j]];
-            num::sinf(angle.data(), s.data(), valid);
-            for (std::size_t j = 0; j < valid; ++j) fringe[at[j]] = s[j] * 127.5f + 127.5f;
+            const std::size_t* at = made.at.data();
+            for (std::size_t j = 0; j < made.count; ++j) angle[j] = base[k] + p[at[j]];
+            num::sinf(angle.data(), s.data(), made.count);
+            for (std::size_t j = 0; j < made.count; ++j) fringe[at[j]] = s[j] * 127.5f + 127.5f;
         }
         return fringe.data();
     };
     const auto target = [&](int k, int) { return smoothed[k].data(); };
     const auto finished = [&](int r) {
         float* p = phiRow(r);
-        const bool gather = validOf(r);
-        const std::size_t count = gather ? valid : w;
+        const bool gather = validOf(readBack, r);
+        const std::size_t count = gather ? readBack.count : w;
+        const std::size_t* at = readBack.at.data();
         for (std::size_t j = 0; j < count; ++j) {
             const std::size_t i = gather ? at[j] : j;
             float sv = 0.0f, cv = 0.0f;
@@ -93,9 +104,9 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
             num::atan2f(c.data(), s.data(), p, w);
             return;
         }
-        num::atan2f(c.data(), s.data(), angle.data(), valid);
+        num::atan2f(c.data(), s.data(), angle.data(), count);
         std::fill(p, p + w, phaseOfNothing);
-        for (std::size_t j = 0; j < valid; ++j) p[at[j]] = angle[j];
+        for (std::size_t j = 0; j < count; ++j) p[at[j]] = angle[j];
     };
     for (int round = 0; round < rounds; ++round) smoothRows(engine, 4, mask, sigma, isa, source, target, finished);
 }
