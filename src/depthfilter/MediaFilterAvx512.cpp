@@ -72,10 +72,15 @@ void filterStrip(float* map, long long w, int first, int last, const float* top,
     rowAt(first, l, mC, rt);
     N::template rowStats<P>(l, mC, rt, minC, maxC, midCT, midC, unused);
     for (int r = first; r <= last; ++r) {
-        V mB, minB, maxB, midBT, midBC, midB;
+        V mB, minB, maxB, midBT, midBC, unused2;
         rowAt(r + 1, l, mB, rt);  // row r + 1 is still unfiltered
-        N::template rowStats<P>(l, mB, rt, minB, maxB, midBT, midBC, midB);
-        const V v = N::template fromStats<P>(minT, maxT, midT, minC, maxC, midC, minB, maxB, midB);
+        N::template rowStats<P>(l, mB, rt, minB, maxB, midBT, midBC, unused2);
+        // The bottom order's sum m + l + r equals the centre order's l + m + r: IEEE addition is
+        // commutative (signed zeros, infinities and a single NaN included). Only where l and m are both
+        // NaN may the two sums carry different payloads, and which of two NaN operands an addition
+        // returns is not fixed by the order written either (the compiler may swap the operands of an
+        // addition); the result is a NaN in the same lanes. So the centre order's mid serves both.
+        const V v = N::template fromStats<P>(minT, maxT, midT, minC, maxC, midC, minB, maxB, midBC);
         // Lanes whose centre is +0 or -0 are not written: the map still holds that zero there.
         const __mmask16 write = _mm512_mask_cmp_ps_mask(lanes, mC, _mm512_setzero_ps(), _CMP_NEQ_UQ);
         _mm512_mask_storeu_ps(map + r * w + c0, write, v);
