@@ -3,9 +3,9 @@
 // Inputs:  engine.roi (width x height), map (float, w x h, caller-owned), order (0 .. 8; 4 = median).
 // Outputs: map: interior pixels that are not 0 hold the selected order statistic of the unfiltered
 //          3 x 3 neighbourhood; zeros and the border rows/columns are unchanged.
-// Working storage, allocated here and released on return: with AVX-512, one column of unfiltered
-// values (h floats); otherwise two rows of unfiltered values (the row above and the current row; the
-// row below is still unfiltered in the map when it is read).
+// Working storage, allocated here and released on return: with AVX-512, one column and two rows of
+// unfiltered values (h and 2 w floats); otherwise two rows of unfiltered values (the row above and the
+// current row; the row below is still unfiltered in the map when it is read).
 //
 // The ranking network (MediaFilterNetwork.h) runs down strips of sixteen columns where the processor
 // has AVX-512 (MediaFilterAvx512.cpp: every row's sorted triples serve the three output rows they
