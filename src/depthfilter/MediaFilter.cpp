@@ -3,12 +3,14 @@
 // Inputs:  engine.roi (width x height), map (float, w x h, caller-owned), order (0 .. 8; 4 = median).
 // Outputs: map: interior pixels that are not 0 hold the selected order statistic of the unfiltered
 //          3 x 3 neighbourhood; zeros and the border rows/columns are unchanged.
-// Working storage: two rows of unfiltered values (the row above and the current row; the row below
-// is still unfiltered in the map when it is read), allocated here and released on return.
+// Working storage, allocated here and released on return: with AVX-512, one column and two rows of
+// unfiltered values (h and 2 w floats); otherwise two rows of unfiltered values (the row above and the
+// current row; the row below is still unfiltered in the map when it is read).
 //
-// The ranking network (MediaFilterNetwork.h) runs sixteen pixels at a time where the processor has
-// AVX-512 (MediaFilterAvx512.cpp), eight with AVX (MediaFilterAvx.cpp), four with SSE2 and one at a
-// time at the end of a row; all of them give the same bits.
+// The ranking network (MediaFilterNetwork.h) runs down strips of sixteen columns where the processor
+// has AVX-512 (MediaFilterAvx512.cpp: every row's sorted triples serve the three output rows they
+// belong to); otherwise along the rows, eight pixels at a time with AVX (MediaFilterAvx.cpp), four with
+// SSE2 and one at a time at the end of a row. All of them give the same bits.
 #include <algorithm>
 #include <cstddef>
 #include <vector>
@@ -34,7 +36,6 @@ void filterRow(const float* above, const float* centre, const float* below, floa
         const int s = c - 1;
         c = s + part(P, above + s, centre + s, below + s, out + s, w - s);
     };
-    if (lanes >= 16) goOn(detail::mediaFilterColumnsAvx512);
     if (lanes >= 8) goOn(detail::mediaFilterColumnsAvx);
 #if defined(__SSE2__)
     if (lanes >= 4) goOn(networkColumnsAt<SseOps>);
@@ -50,6 +51,11 @@ void filterRow(const float* above, const float* centre, const float* below, floa
 
 template <int P>
 void filterMap(float* map, int w, int h, int lanes) {
+    if (lanes >= 16) {
+        std::vector<float> left(static_cast<std::size_t>(h)), rows(2 * static_cast<std::size_t>(w));
+        detail::mediaFilterStripsAvx512(P, map, w, h, left.data(), rows.data());
+        return;
+    }
     const std::size_t W = static_cast<std::size_t>(w);
     std::vector<float> above(map, map + W);  // unfiltered row 0
     std::vector<float> centre(W);

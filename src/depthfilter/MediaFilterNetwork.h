@@ -21,10 +21,10 @@ namespace detail {
 // ascending position pos and returns the first column it left for the caller. Returns 1 (nothing
 // done) when the library was built for a processor family without AVX.
 int mediaFilterColumnsAvx(int pos, const float* above, const float* centre, const float* below, float* out, int w);
-// The same sixteen at a time with AVX-512 (MediaFilterAvx512.cpp); returns 1 where the library was
-// built without it.
-int mediaFilterColumnsAvx512(int pos, const float* above, const float* centre, const float* below, float* out,
-                             int w);
+// The whole map (h >= 3, w >= 3) in strips of sixteen columns with AVX-512, in place, for ascending
+// position pos; left (h floats) and rows (2 w floats) are working storage. Does nothing where the
+// library was built without AVX-512 (the caller never calls it there).
+void mediaFilterStripsAvx512(int pos, float* map, int w, int h, float* left, float* rows);
 }  // namespace detail
 
 namespace {
@@ -65,23 +65,30 @@ struct Network {
     static V midOf(V sum, V mx, V mn) { return Ops::sub(Ops::sub(sum, mx), mn); }
     static V sum3(V a, V b, V c) { return Ops::add(Ops::add(a, b), c); }
 
-    // Value at ascending position P of the nine values (t = top row, c = centre, b = bottom;
-    // l, m, r = left, middle, right column).
+    // Statistics of one row (l, m, r = left, middle, right column) as the network uses them: its
+    // minimum and maximum and its mid with the sum in the order of the top row (r + m + l), of the
+    // centre row (l + m + r) and of the bottom row (m + l + r). Positions 0 and 8 need no mid.
     template <int P>
-    static V select(V tl, V tm, V tr, V cl, V cm, V cr, V bl, V bm, V br) {
-        // 1. sort each row
-        const V minT = min3(tl, tm, tr), maxT = max3(tl, tm, tr);
-        const V minC = min3(cl, cm, cr), maxC = max3(cl, cm, cr);
-        const V minB = min3(bl, bm, br), maxB = max3(bl, bm, br);
+    static void rowStats(V l, V m, V r, V& mn, V& mx, V& midTop, V& midCentre, V& midBottom) {
+        mn = min3(l, m, r);
+        mx = max3(l, m, r);
+        if constexpr (P != 0 && P != 8) {
+            midTop = midOf(sum3(r, m, l), mx, mn);
+            midCentre = midOf(sum3(l, m, r), mx, mn);
+            midBottom = midOf(sum3(m, l, r), mx, mn);
+        }
+    }
+
+    // Value at ascending position P of the nine values from the statistics of the top, centre and
+    // bottom rows (each row's mid in its own order).
+    template <int P>
+    static V fromStats(V minT, V maxT, V midT, V minC, V maxC, V midC, V minB, V maxB, V midB) {
         if constexpr (P == 0) {
             return min3(minT, minC, minB);
         } else if constexpr (P == 8) {
             return max3(maxT, maxC, maxB);
         } else {
-            const V midT = midOf(sum3(tr, tm, tl), maxT, minT);
-            const V midC = midOf(sum3(cl, cm, cr), maxC, minC);
-            const V midB = midOf(sum3(bm, bl, br), maxB, minB);
-            // 2. order the three minima, middles and maxima
+            // order the three minima, middles and maxima
             const V maxMin = max3(minT, minC, minB);
             const V minMax = min3(maxT, maxC, maxB);
             const V minMid = min3(midT, midC, midB), maxMid = max3(midT, midC, midB);
@@ -107,6 +114,17 @@ struct Network {
                     return midOf(sum3(maxMid, v, midMax), max3(maxMid, midMax, v), min3(maxMid, midMax, v));
             }
         }
+    }
+
+    // Value at ascending position P of the nine values (t = top row, c = centre, b = bottom;
+    // l, m, r = left, middle, right column).
+    template <int P>
+    static V select(V tl, V tm, V tr, V cl, V cm, V cr, V bl, V bm, V br) {
+        V minT, maxT, midT, minC, maxC, midC, minB, maxB, midB, unused;
+        rowStats<P>(tl, tm, tr, minT, maxT, midT, unused, unused);
+        rowStats<P>(cl, cm, cr, minC, maxC, unused, midC, unused);
+        rowStats<P>(bl, bm, br, minB, maxB, unused, unused, midB);
+        return fromStats<P>(minT, maxT, midT, minC, maxC, midC, minB, maxB, midB);
     }
 };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "frame/AlgoEngine.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -44,6 +45,12 @@ void MediaFilterWithoutAvx(const AlgoEngine& engine, float* map, int order);
 // removes every valid pixel.
 void Outlierdetect(const AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int radius,
                    float distance);
+namespace detail {
+// Outlierdetect with the runs of pixels counted in the vector lanes of isa (or the widest narrower
+// set usable here), or every pixel alone where lanesAllowed is false; the same results either way.
+void outlierdetect(const AlgoEngine& engine, float* X, float* Y, float* Z, bool* mask, int radius, float distance,
+                   num::Isa isa, bool lanesAllowed);
+}  // namespace detail
 
 // Drops pixels of two maps where the local gradient is steep. For each map M the horizontal and
 // vertical gradients are gx = min(255, |M(r, c+1) - M(r, c-1)|) and gy = min(255, |M(r+1, c) -

@@ -11,13 +11,13 @@
 //          averageMap (mean of the four fringes, grey levels), absolutePhase (radians, 0 .. ~64*2pi).
 // The three decoders share one algorithm and differ only in their Variant settings (below). Each threaded pass runs
 // on 8 banded workers; the last N mod 8 pixels, which no worker owns, are decoded the same way on
-// the calling thread, so every pixel is decoded whatever the ROI. Scratch maps of the two-pass path
-// are allocated here and released on return.
+// the calling thread, so every pixel is decoded whatever the ROI. The two-pass path keeps its
+// first-pass maps in the outputs themselves (the wrapped phase in absolutePhase until it is unwrapped);
+// its smoothing rounds allocate only rows (PhaseRounds.cpp).
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <memory>
 #include <vector>
 
 #if defined(__SSE2__)
@@ -31,10 +31,36 @@
 namespace XELORAALGO {
 namespace fringe {
 
+namespace detail {
+#define XELORA_FRINGE_ISA Base
+#define XELORA_FRINGE_BYTES 16
+#include "TruncatingSums.inc"
+#undef XELORA_FRINGE_BYTES
+#undef XELORA_FRINGE_ISA
+#if defined(__GNUC__) && defined(__x86_64__)
+void truncatingSumsAvx2(int* s, int* c, int* a, const unsigned char* const* fringes, const double* sinK,
+                        const double* cosK, long long n);
+#if !defined(_WIN32)
+void truncatingSumsAvx512(int* s, int* c, int* a, const unsigned char* const* fringes, const double* sinK,
+                          const double* cosK, long long n);
+#endif
+#endif
+
+TruncatingSums truncatingSums(num::Isa isa) {
+#if defined(__GNUC__) && defined(__x86_64__)
+#if !defined(_WIN32)
+    if (isa == num::Isa::Avx512 && num::widestIsa() == num::Isa::Avx512) return truncatingSumsAvx512;
+#endif
+    if ((isa == num::Isa::Avx2 || isa == num::Isa::Avx512) && num::avx2Allowed()) return truncatingSumsAvx2;
+#endif
+    (void)isa;
+    return truncatingSumsBase;
+}
+}  // namespace detail
+
 namespace {
 
 constexpr float kTwoPiF = 6.2831855f;
-constexpr float kHalfPiF = 1.5707964f;
 
 struct Variant {
     bool reversed;          // phase numerator I9 - I7 and first Gray bit inverted
@@ -178,24 +204,14 @@ void lookupChunk(const AlgoEngine& e, const Planes& pl, bool reversed, std::size
     }
 }
 
-// Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing): S, C and A are
-// integers, each term added in double and truncated toward zero, which is what the conversion of
-// a double to int does. All three stay within -255 .. 255 (S and C) and 0 .. 255 (A), so the
-// conversions are in range. Pixels i0 ... i0 + count - 1, into phi, mod and avg (indexed by pixel).
+// Truncating accumulation of the fringes (DecGrayPhase1's first pass when smoothing), S, C and A of
+// pixels i0 ... i0 + count - 1 (TruncatingSums.inc), then the table lookup with a = C, b = S and
+// t = A, into phi, mod and avg (indexed by pixel).
 void truncatingChunk(const AlgoEngine& e, const Planes& pl, std::size_t i0, std::size_t count, float* phi,
-                     float* mod, float* avg) {
+                     float* mod, float* avg, detail::TruncatingSums sums) {
     std::int32_t s[kChunk], c[kChunk], a[kChunk];
-    for (std::size_t j = 0; j < count; ++j) s[j] = c[j] = a[j] = 0;
-    for (int k = 0; k < 4; ++k) {
-        const unsigned char* plane = pl.p[7 + k] + i0;
-        const double sinK = e.phaseSin[k], cosK = e.phaseCos[k];
-        for (std::size_t j = 0; j < count; ++j) {
-            const double v = static_cast<double>(plane[j]);
-            s[j] = static_cast<std::int32_t>(static_cast<double>(s[j]) + v * sinK);
-            c[j] = static_cast<std::int32_t>(static_cast<double>(c[j]) + v * cosK);
-            a[j] = static_cast<std::int32_t>(static_cast<double>(a[j]) + v * 0.25);
-        }
-    }
+    const unsigned char* fringes[4] = {pl.p[7] + i0, pl.p[8] + i0, pl.p[9] + i0, pl.p[10] + i0};
+    sums(s, c, a, fringes, e.phaseSin, e.phaseCos, static_cast<long long>(count));
     for (std::size_t j = 0; j < count; ++j) {
         const std::size_t idx = static_cast<std::size_t>(lutIndex(c[j], s[j]));
         phi[i0 + j] = e.phaseAtanLut[idx];
@@ -254,69 +270,34 @@ void decode(const AlgoEngine& e, const Variant& var, bool* validMask, float* mod
         return;
     }
 
-    // Two-pass decoding: the first pass writes every element of the scratch maps.
-    std::unique_ptr<float[]> phi(new float[n]), mod(new float[n]), avg(new float[n]);
-    std::unique_ptr<bool[]> mask(new bool[n]());
+    // Two-pass decoding. The outputs serve as the scratch maps: modulation, average and mask are the
+    // first pass's and stay as they are, and absolutePhase holds the wrapped phase until the second
+    // pass unwraps each pixel in place. The first pass writes every element.
+    float* const phi = absolutePhase;
+    float* const mod = modulationMap;
+    float* const avg = averageMap;
+    bool* const mask = validMask;
+    const detail::TruncatingSums sums = detail::truncatingSums(num::widestIsa());
     runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
         forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
             if (var.truncatingFirst)
-                truncatingChunk(e, pl, i0, count, phi.get(), mod.get(), avg.get());
+                truncatingChunk(e, pl, i0, count, phi, mod, avg, sums);
             else
-                lookupChunk(e, pl, reversed, i0, count, phi.get(), mod.get(), avg.get());
+                lookupChunk(e, pl, reversed, i0, count, phi, mod, avg);
             for (std::size_t j = i0; j < i0 + count; ++j) mask[j] = mod[j] > threshold;
         });
     });
 
-    // Smoothing rounds: rebuild ideal fringes from the phase, smooth them inside the mask, read the
-    // phase back. The sines and arc tangents are taken a chunk at a time with the vector forms of
-    // the library's functions (the same bits as one at a time).
-    if (smoothRounds >= 1) {
-        float sinK[4], cosK[4];
-        const float shift[4] = {1.5707964f, 3.1415927f, 4.712389f, 6.2831855f};
-        for (int k = 0; k < 4; ++k) {
-            sinK[k] = num::sinf(shift[k]);
-            cosK[k] = num::cosf(shift[k]);
-        }
-        std::unique_ptr<float[]> f[4];
-        for (auto& fk : f) fk.reset(new float[n]);
-        float in[kChunk], out[kChunk];
-        for (int round = 0; round < smoothRounds; ++round) {
-            for (int k = 1; k <= 4; ++k) {
-                float* fk = f[k - 1].get();
-                const float base = static_cast<float>(k) * kHalfPiF;
-                forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
-                    for (std::size_t j = 0; j < count; ++j) in[j] = base + phi[i0 + j];
-                    num::sinf(in, out, count);
-                    for (std::size_t j = 0; j < count; ++j) fk[i0 + j] = out[j] * 127.5f + 127.5f;
-                });
-            }
-            float* const maps[4] = {f[0].get(), f[1].get(), f[2].get(), f[3].get()};
-            SmoothMaskedMaps(e, maps, 4, mask.get(), smoothSigma);
-            forEachChunk(0, n, [&](std::size_t i0, std::size_t count) {
-                for (std::size_t j = 0; j < count; ++j) {
-                    float sv = 0.0f, cv = 0.0f;
-                    for (int k = 0; k < 4; ++k) {
-                        sv = sv + f[k][i0 + j] * sinK[k];
-                        cv = cv + f[k][i0 + j] * cosK[k];
-                    }
-                    in[j] = sv;
-                    out[j] = cv;
-                }
-                num::atan2f(out, in, phi.get() + i0, count);
-            });
-        }
-    }
+    // Smoothing rounds on the calling thread: rebuild ideal fringes from the phase, smooth them inside
+    // the mask, read the phase back.
+    detail::smoothPhaseRounds(e, phi, mask, smoothRounds, smoothSigma, num::widestIsa());
 
     // Second pass: unwrap with the (smoothed) phase and the first-pass average.
     runBands(bands::kDecode, n, [&](int, std::size_t begin, std::size_t end) {
         forEachChunk(begin, end, [&](std::size_t i0, std::size_t count) {
-            unwrapChunk(pl, reversed, i0, count, phi.get() + i0, avg.get() + i0, absolutePhase + i0);
+            unwrapChunk(pl, reversed, i0, count, phi + i0, avg + i0, absolutePhase + i0);
         });
     });
-
-    std::memcpy(modulationMap, mod.get(), n * sizeof(float));
-    std::memcpy(averageMap, avg.get(), n * sizeof(float));
-    std::memcpy(validMask, mask.get(), n * sizeof(bool));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #define XELORAALGO_SRC_FRINGE_FRINGE_H
 
 #include "frame/AlgoEngine.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace fringe {
@@ -38,10 +39,19 @@ void SmoothMaskedMap(const AlgoEngine& engine, float* map, const bool* mask, flo
 // SmoothMaskedMap of maps[0 .. count - 1], all with the same mask and sigma, in one sweep.
 void SmoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma);
 namespace detail {
-// SmoothMaskedMaps with its row loops in AVX2 where allowWide and the processor has it, else in the
-// baseline instruction set (the same bits either way; the tests compare them).
+// SmoothMaskedMaps with its row loops for instruction set isa (or the widest narrower one usable
+// here); the same bits with every set, which the tests compare.
 void smoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, const bool* mask, float sigma,
-                      bool allowWide);
+                      num::Isa isa);
+// The smoothing rounds of the 11-plane decoders' two-pass decoding on the scratch phase phi (radians),
+// in place, with the smoothing's row loops for isa (PhaseRounds.cpp).
+void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, int rounds, float sigma,
+                       num::Isa isa);
+// Truncating accumulation of the four fringes of n pixels (TruncatingSums.inc): s, c and a per pixel.
+using TruncatingSums = void (*)(int* s, int* c, int* a, const unsigned char* const* fringes, const double* sinK,
+                                const double* cosK, long long n);
+// The accumulation's loops for isa (or the widest narrower one usable here).
+TruncatingSums truncatingSums(num::Isa isa);
 }  // namespace detail
 
 // Decoders of the 11-plane pattern set (Gray bits in planes 0..6, fringes in planes 7..10) into a

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "XeloraAlgo.h"
@@ -100,6 +102,87 @@ TEST(GradientFilter, StrictLimitClampNaNAndPassLevel) {
             }
         }
     }
+}
+
+TEST(Outlierdetect, VectorRunsGiveTheResultsOfOnePixelAtATime) {
+    // Runs of 4, 8 and 16 pixels counted together against every pixel alone. The points crowd around
+    // the origin, where removed points land, so a removal changes the counts of the pixels after it
+    // in the same run (the run must restart behind it); values include NaN, +-inf and +-0. Widths
+    // leave every tail and are sometimes too narrow for a single run; radius 0 to 4, distances 0,
+    // ordinary, infinite and NaN.
+    std::mt19937 rng(4242);
+    const float odd[] = {NAN, -NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e-40f};
+    const auto copyOf = [](const PointMap& m) {
+        PointMap c(m.w, m.h);
+        c.X = m.X, c.Y = m.Y, c.Z = m.Z;
+        std::copy(m.mask.get(), m.mask.get() + m.w * m.h, c.mask.get());
+        return c;
+    };
+    int removedTotal = 0;
+    for (int trial = 0; trial < 240; ++trial) {
+        const int w = 1 + int(rng() % 45), h = 1 + int(rng() % 9), radius = int(rng() % 5);
+        const float distances[] = {0.0f, 0.35f, 0.6f, 1.1f, INFINITY, NAN};
+        const float distance = distances[rng() % 6];
+        PointMap in(w, h);
+        for (int i = 0; i < w * h; ++i) {
+            float* v[3] = {&in.X[i], &in.Y[i], &in.Z[i]};
+            for (float* p : v)
+                *p = rng() % 25 == 0 ? odd[rng() % 7] : std::uniform_real_distribution<float>(-0.8f, 0.8f)(rng);
+            in.mask[i] = rng() % 7 != 0;
+        }
+        PointMap alone = copyOf(in);
+        depthfilter::detail::outlierdetect(engineFor(w, h), alone.X.data(), alone.Y.data(), alone.Z.data(),
+                                           alone.mask.get(), radius, distance, num::Isa::Sse2, false);
+        for (int i = 0; i < w * h; ++i) removedTotal += in.mask[i] && !alone.mask[i];
+        for (num::Isa isa : {num::Isa::Sse2, num::Isa::Avx2, num::Isa::Avx512}) {
+            PointMap lanes = copyOf(in);
+            depthfilter::detail::outlierdetect(engineFor(w, h), lanes.X.data(), lanes.Y.data(), lanes.Z.data(),
+                                               lanes.mask.get(), radius, distance, isa, true);
+            for (int i = 0; i < w * h; ++i) {
+                ASSERT_EQ(lanes.mask[i], alone.mask[i]) << trial << ": " << w << " x " << h << " r " << radius
+                                                        << " pixel " << i << " isa " << int(isa);
+                ASSERT_EQ(0, std::memcmp(&lanes.X[i], &alone.X[i], sizeof(float)) |
+                                 std::memcmp(&lanes.Y[i], &alone.Y[i], sizeof(float)) |
+                                 std::memcmp(&lanes.Z[i], &alone.Z[i], sizeof(float)))
+                    << trial << " pixel " << i << " isa " << int(isa);
+            }
+        }
+    }
+    EXPECT_GT(removedTotal, 1000);  // the cases do remove points
+
+    // Squared distances on the limit: pairs (P, Q) of adjacent pixels, each other's only candidate
+    // (the third pixel of every period is far away and invalid), whose d^2 = (dY^2 + dX^2) + dZ^2 lies
+    // on the other side of distance^2 = 1 than the same three squares summed in another order. P and
+    // Q stay exactly when that sum is below the limit.
+    PointMap pairs(48, 1);
+    int crafted = 0;
+    for (int c = 0; c + 2 < pairs.w; c += 3) {
+        float dy, dx, dz, d2;
+        do {
+            dy = std::uniform_real_distribution<float>(0.0f, 0.7f)(rng);
+            dx = std::uniform_real_distribution<float>(0.0f, 0.7f)(rng);
+            dz = std::sqrt(1.0f - dy * dy - dx * dx);
+            for (int u = int(rng() % 5); u > 0; --u) dz = std::nextafter(dz, u % 2 ? 2.0f : 0.0f);
+            d2 = (dy * dy + dx * dx) + dz * dz;
+        } while (((dy * dy + dz * dz) + dx * dx < 1.0f) == (d2 < 1.0f) &&
+                 (dy * dy + (dx * dx + dz * dz) < 1.0f) == (d2 < 1.0f));
+        crafted += d2 < 1.0f;
+        pairs.set(0, c, 1e3f * float(c + 1), -1e3f, 5e3f, false);
+        pairs.set(0, c + 1, 0.0f, 0.0f, 0.0f);
+        pairs.set(0, c + 2, dx, dy, dz);
+    }
+    PointMap pairsAlone = copyOf(pairs);
+    depthfilter::detail::outlierdetect(engineFor(48, 1), pairsAlone.X.data(), pairsAlone.Y.data(),
+                                       pairsAlone.Z.data(), pairsAlone.mask.get(), 1, 1.0f, num::Isa::Sse2, false);
+    for (num::Isa isa : {num::Isa::Sse2, num::Isa::Avx2, num::Isa::Avx512}) {
+        PointMap lanes = copyOf(pairs);
+        depthfilter::detail::outlierdetect(engineFor(48, 1), lanes.X.data(), lanes.Y.data(), lanes.Z.data(),
+                                           lanes.mask.get(), 1, 1.0f, isa, true);
+        for (int i = 0; i < 48; ++i) EXPECT_EQ(lanes.mask[i], pairsAlone.mask[i]) << i << " isa " << int(isa);
+    }
+    int kept = 0;
+    for (int i = 0; i < 48; ++i) kept += pairsAlone.mask[i];
+    EXPECT_EQ(kept, 2 * crafted);  // one pixel alone keeps the pairs whose d^2 is below the limit
 }
 
 }  // namespace

@@ -190,7 +190,8 @@ TEST(SmoothMaskedMap, SeveralMapsAndBothLoopWidthsGiveTheSingleMapBits) {
         for (int wide = 0; wide < 2; ++wide) {
             float* ptrs[4];
             for (int k = 0; k < 4; ++k) ptrs[k] = (together[wide][k] = maps[k]).data();
-            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma, wide == 1);
+            fr::detail::smoothMaskedMaps(engine(w, h), ptrs, 4, mask.get(), sigma,
+                                          wide == 1 ? XELORAALGO::num::widestIsa() : XELORAALGO::num::Isa::Sse2);
         }
         for (int k = 0; k < 4; ++k)
             for (std::size_t i = 0; i < n; ++i)
@@ -462,4 +463,101 @@ TEST(DecGrayPhase, VectorLanesDecodeLikeSinglePixels) {
                 ASSERT_TRUE(same(all, i, run(d, 1, 1, p, twoPass, 0), 0)) << i << (twoPass ? " two-pass" : "");
             }
         }
+}
+
+namespace {
+
+using XELORAALGO::num::Isa;
+constexpr Isa kEveryIsa[] = {Isa::Sse2, Isa::Avx2, Isa::Avx512};
+
+bool sameBits(float a, float b) { return std::isnan(a) ? std::isnan(b) : std::memcmp(&a, &b, sizeof a) == 0; }
+
+}  // namespace
+
+TEST(DecGrayPhase, TruncatingSumsOfEveryInstructionSetFollowTheDoubleSteps) {
+    // S, C and A of the truncating first pass, for every count from 0 to 70 and one of 1000 (every tail of
+    // the 2-, 4- and 8-double vectors and of the 256-pixel blocks), against the steps written out here:
+    // each term added in double to the running integer and truncated toward zero. The grey levels mix
+    // random bytes with 0, 255 and the levels whose products with the inexact table sines and cosines
+    // put the sum a hair below or above a whole number (where S or C lose one).
+    const AlgoEngine& e = engine(1, 1);
+    std::mt19937 rng(2024);
+    const unsigned char edges[] = {0, 1, 2, 3, 4, 127, 128, 200, 254, 255};
+    for (long long n : {0LL, 1LL, 2LL, 3LL, 5LL, 7LL, 8LL, 9LL, 15LL, 16LL, 17LL, 31LL, 63LL, 70LL, 1000LL}) {
+        std::vector<unsigned char> grey[4];
+        for (auto& g : grey) {
+            g.resize(std::size_t(n));
+            for (auto& v : g) v = rng() % 3 == 0 ? edges[rng() % 10] : (unsigned char)(rng() % 256);
+        }
+        const unsigned char* fringes[4] = {grey[0].data(), grey[1].data(), grey[2].data(), grey[3].data()};
+        for (Isa isa : kEveryIsa) {
+            std::vector<int> s(std::size_t(n) + 1, -7), c(s), a(s);
+            fr::detail::truncatingSums(isa)(s.data(), c.data(), a.data(), fringes, e.phaseSin, e.phaseCos, n);
+            for (long long j = 0; j < n; ++j) {
+                int es = 0, ec = 0, ea = 0;
+                for (int k = 0; k < 4; ++k) {
+                    const double v = grey[k][std::size_t(j)];
+                    es = int(std::trunc(double(es) + v * e.phaseSin[k]));
+                    ec = int(std::trunc(double(ec) + v * e.phaseCos[k]));
+                    ea = int(std::trunc(double(ea) + v * 0.25));
+                }
+                ASSERT_EQ(s[std::size_t(j)], es) << "n " << n << " pixel " << j << " isa " << int(isa);
+                ASSERT_EQ(c[std::size_t(j)], ec) << "n " << n << " pixel " << j << " isa " << int(isa);
+                ASSERT_EQ(a[std::size_t(j)], ea) << "n " << n << " pixel " << j << " isa " << int(isa);
+            }
+            EXPECT_EQ(s[std::size_t(n)], -7) << "written past the end, n " << n;
+        }
+    }
+}
+
+TEST(DecGrayPhase, SmoothingRoundsByRowsEqualRoundsOverWholeMaps) {
+    // The rounds as the decoder runs them (fringe rows made when the smoothing first needs them, the phase
+    // of a row read back once its smoothed rows are complete) against whole-map rounds built here from
+    // sinf, SmoothMaskedMap and atan2f one pixel at a time, for every instruction set of the smoothing's
+    // loops. The phase holds NaN, infinities, both zeros, huge and ordinary values; the masks are random
+    // with whole invalid rows; ROIs from 1 x 1 to widths that leave every vector tail and kernels wider
+    // than the ROI.
+    namespace num = XELORAALGO::num;
+    std::mt19937 rng(99);
+    const float odd[] = {NAN, -NAN, INFINITY, -INFINITY, 0.0f, -0.0f, 1e30f, -3e-39f, 6.2831855f, -1.5707964f};
+    const std::tuple<int, int, float, int> cases[] = {{1, 1, 2.0f, 1},  {3, 17, 2.0f, 2}, {37, 5, 1.0f, 1},
+                                                      {16, 9, 3.4f, 1}, {70, 13, 2.0f, 2}, {5, 4, 40.0f, 1},
+                                                      {129, 3, 0.5f, 1}};
+    for (auto [w, h, sigma, rounds] : cases) {
+        const std::size_t n = std::size_t(w) * h;
+        std::vector<float> phi(n);
+        std::unique_ptr<bool[]> mask(new bool[n]);
+        for (std::size_t i = 0; i < n; ++i) {
+            phi[i] = rng() % 8 == 0 ? odd[rng() % 10] : std::uniform_real_distribution<float>(-3.3f, 3.3f)(rng);
+            mask[i] = (i / std::size_t(w)) % 5 != 3 && rng() % 6 != 0;
+        }
+        // Whole-map rounds, one pixel at a time.
+        std::vector<float> expected = phi;
+        const float shift[4] = {1.5707964f, 3.1415927f, 4.712389f, 6.2831855f};
+        for (int round = 0; round < rounds; ++round) {
+            std::vector<float> f[4];
+            for (int k = 0; k < 4; ++k) {
+                f[k].resize(n);
+                for (std::size_t i = 0; i < n; ++i)
+                    f[k][i] = num::sinf(float(k + 1) * 1.5707964f + expected[i]) * 127.5f + 127.5f;
+                fr::SmoothMaskedMap(engine(w, h), f[k].data(), mask.get(), sigma);
+            }
+            for (std::size_t i = 0; i < n; ++i) {
+                float s = 0.0f, c = 0.0f;
+                for (int k = 0; k < 4; ++k) {
+                    s = s + f[k][i] * num::sinf(shift[k]);
+                    c = c + f[k][i] * num::cosf(shift[k]);
+                }
+                expected[i] = num::atan2f(c, s);
+            }
+        }
+        for (Isa isa : kEveryIsa) {
+            std::vector<float> got = phi;
+            fr::detail::smoothPhaseRounds(engine(w, h), got.data(), mask.get(), rounds, sigma, isa);
+            for (std::size_t i = 0; i < n; ++i)
+                ASSERT_TRUE(sameBits(got[i], expected[i]))
+                    << w << " x " << h << " sigma " << sigma << " pixel " << i << " isa " << int(isa) << ": "
+                    << got[i] << " vs " << expected[i];
+        }
+    }
 }
