@@ -29,6 +29,10 @@ int projectRowAvx512(const ColourCameraF& cam, const float* X, const float* Y, c
                      float* column, float* row, int w);
 int undistortRowAvx2(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
 int undistortRowAvx512(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
+int depthRowAvx2(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X, float* Y,
+                 float* Z, int w);
+int depthRowAvx512(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X,
+                   float* Y, float* Z, int w);
 
 namespace {
 
@@ -75,6 +79,63 @@ inline void undistortLanes(const ColourCameraF& c, V x0, V y0, V& x, V& y) {
     }
 }
 
+// Truncation toward zero: exact for every float (beyond 2^23 every float is an integer already;
+// NaN and infinities stay themselves). Only the sign of a zero result may differ from truncf's,
+// which no use here can see.
+inline float truncLanes(float v) { return __builtin_truncf(v); }
+template <class V>
+inline V truncLanes(V v) {
+    typedef decltype(v < v) M;
+    const M small = (v < 0.0f ? -v : v) < 8388608.0f;
+    const V inRange = small ? v : V{};
+    return small ? __builtin_convertvector(__builtin_convertvector(inRange, M), V) : v;
+}
+
+// Depth of a pixel from its candidates z0 .. z3 in visiting order, of which the first n (1 to 4)
+// are its own: one candidate is the depth; of more, those less than 15 behind the truncated
+// nearest one are averaged (summed in order, then divided by their count). The nearest is chosen
+// as std::min chooses, and a candidate left out adds +0 to the sum, which never changes it (the sum
+// starts at +0).
+template <class V>
+inline V depthLanes(V z0, V z1, V z2, V z3, V n) {
+    V nearest = z0;
+    nearest = (n > 1.0f) & (z1 < nearest) ? z1 : nearest;
+    nearest = (n > 2.0f) & (z2 < nearest) ? z2 : nearest;
+    nearest = (n > 3.0f) & (z3 < nearest) ? z3 : nearest;
+    const V m = truncLanes(nearest);
+    const V zero = V{}, one = zero + 1.0f;
+    V sum = zero, taken = zero;
+    const auto q0 = z0 - m < 15.0f;
+    sum = sum + (q0 ? z0 : zero);
+    taken = taken + (q0 ? one : zero);
+    const auto q1 = (n > 1.0f) & (z1 - m < 15.0f);
+    sum = sum + (q1 ? z1 : zero);
+    taken = taken + (q1 ? one : zero);
+    const auto q2 = (n > 2.0f) & (z2 - m < 15.0f);
+    sum = sum + (q2 ? z2 : zero);
+    taken = taken + (q2 ? one : zero);
+    const auto q3 = (n > 3.0f) & (z3 - m < 15.0f);
+    sum = sum + (q3 ? z3 : zero);
+    taken = taken + (q3 ? one : zero);
+    const V mean = sum / taken;
+    return n == 1.0f ? z0 : mean;
+}
+
+// One pixel of a row: count[c] candidates z[0][c] .. z[3][c] (0: nothing lands on the pixel, its
+// X, Y, Z become 0), x[c], y[c] its undistorted normalised position.
+template <class V>
+inline void depthPixelLanes(const float* const (&z)[4], const float* count, const float* x, const float* y,
+                            float* X, float* Y, float* Z, int c) {
+    const V n = loadLanes<V>(count + c);
+    const V d = depthLanes<V>(loadLanes<V>(z[0] + c), loadLanes<V>(z[1] + c), loadLanes<V>(z[2] + c),
+                              loadLanes<V>(z[3] + c), n);
+    const auto none = n == 0.0f;
+    const V zero = V{};
+    storeLanes(X + c, none ? zero : loadLanes<V>(x + c) * d);
+    storeLanes(Y + c, none ? zero : loadLanes<V>(y + c) * d);
+    storeLanes(Z + c, none ? zero : d);
+}
+
 // Whole vectors of V over columns [0, w); returns the first column not done.
 template <class V>
 inline int projectRowLanes(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
@@ -102,6 +163,15 @@ inline int undistortRowLanes(const ColourCameraF& cam, const float* x0, float y0
         storeLanes(x + c, xv);
         storeLanes(y + c, yv);
     }
+    return c;
+}
+
+template <class V>
+inline int depthRowLanes(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X,
+                         float* Y, float* Z, int w) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 0;
+    for (; c + L <= w; c += L) depthPixelLanes<V>(z, count, x, y, X, Y, Z, c);
     return c;
 }
 
