@@ -18,8 +18,10 @@
 // Candidate lists: pass 1 links every point into the list of its footprint's top-left pixel, in
 // visiting order; a pixel's candidates are the points of the lists of itself and of its left, upper
 // and upper-left neighbours, merged by visiting order: exactly the order in which a growable list
-// per pixel would have received them. The projection and the undistortion run on whole rows in
-// vectors (CalRGBLanes.h), every lane with the scalar code's operations.
+// per pixel would have received them. Where each of the four lists holds at most one point, sorting
+// the four heads is that merge; a row's sorted candidates then go through the depth rule in vectors,
+// and the pixels with a longer list are merged one by one. The projection, the undistortion and the
+// depth run on whole rows in vectors (CalRGBLanes.h), every lane with the scalar code's operations.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>

@@ -136,6 +136,24 @@ inline void depthPixelLanes(const float* const (&z)[4], const float* count, cons
     storeLanes(Z + c, none ? zero : d);
 }
 
+// undistortLanes of two vectors of columns a and b in one loop.
+template <class V>
+inline void undistortLanes2(const ColourCameraF& c, V x0a, V x0b, V y0, V& xa, V& ya, V& xb, V& yb) {
+    xa = x0a;
+    ya = y0;
+    xb = x0b;
+    yb = y0;
+    for (int it = 0; it < 10; ++it) {
+        const V r2a = xa * xa + ya * ya, r2b = xb * xb + yb * yb;
+        const V r4a = r2a * r2a, r4b = r2b * r2b;
+        const V icda = 1.0f / (1.0f + c.k1 * r2a + c.k2 * r4a), icdb = 1.0f / (1.0f + c.k1 * r2b + c.k2 * r4b);
+        xa = (x0a - (2.0f * c.p1 * x0a * y0 + c.p2 * (r2a + 2.0f * x0a * x0a))) * icda;
+        ya = (y0 - (c.p1 * (r2a + 2.0f * y0 * y0) + 2.0f * c.p2 * x0a * y0)) * icda;
+        xb = (x0b - (2.0f * c.p1 * x0b * y0 + c.p2 * (r2b + 2.0f * x0b * x0b))) * icdb;
+        yb = (y0 - (c.p1 * (r2b + 2.0f * y0 * y0) + 2.0f * c.p2 * x0b * y0)) * icdb;
+    }
+}
+
 // Whole vectors of V over columns [0, w); returns the first column not done.
 template <class V>
 inline int projectRowLanes(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
@@ -157,6 +175,15 @@ inline int undistortRowLanes(const ColourCameraF& cam, const float* x0, float y0
     constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
     const V y0v = V{} + y0;
     int c = 0;
+    for (; c + 2 * L <= w; c += 2 * L) {
+        // Two independent chains in flight hide the divisions' latency.
+        V xa, ya, xb, yb;
+        undistortLanes2<V>(cam, loadLanes<V>(x0 + c), loadLanes<V>(x0 + c + L), y0v, xa, ya, xb, yb);
+        storeLanes(x + c, xa);
+        storeLanes(y + c, ya);
+        storeLanes(x + c + L, xb);
+        storeLanes(y + c + L, yb);
+    }
     for (; c + L <= w; c += L) {
         V xv, yv;
         undistortLanes<V>(cam, loadLanes<V>(x0 + c), y0v, xv, yv);

@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "ImagingTestUtil.h"
+#include "imaging/CalRGBLanes.h"
 #include "imaging/imaging.h"
+#include "numerics/numerics.h"
 
 using namespace XELORAALGO;
 
@@ -222,4 +224,114 @@ TEST(CalRGB, EveryLaneWidthGivesTheScalarBits) {
         }
     }
     EXPECT_GT(marked, 300);
+}
+
+namespace {
+
+// Depth of a pixel from its candidates in visiting order, written from the rule: one candidate
+// is the depth; of more, those less than 15 behind the nearest one truncated toward zero are
+// averaged in order.
+float plainDepth(const std::vector<float>& z) {
+    if (z.size() == 1) return z[0];
+    float nearest = z[0];
+    for (float v : z) nearest = std::min(nearest, v);
+    const float m = std::trunc(nearest);
+    float sum = 0.0f;
+    int taken = 0;
+    for (float v : z)
+        if (v - m < 15.0f) sum += v, ++taken;
+    return sum / static_cast<float>(taken);
+}
+
+bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+}  // namespace
+
+// The depth kernels of every lane width against the rule on candidates that are NaN, signed zeros,
+// infinities, beyond the int range, negative (truncation toward zero, not down) or on the 15 limit,
+// one to four per pixel and none (X = Y = Z = 0), on rows that leave tails of every length.
+TEST(CalRGB, DepthKernelsFollowTheNearestSurfaceRule) {
+    const float odd[] = {NAN, 0.0f, -0.0f, INFINITY, -INFINITY, 3e9f, -3e9f, 1e30f, -5.5f, 9.4f, 9.7f,
+                         100.9f, 115.9f, 115.0f, 114.99f, 100.2f, 110.0f, 120.0f, 8388609.0f, -0.5f};
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> near(95.0f, 125.0f), unit(0.0f, 1.0f);
+    for (const int w : {1, 3, 4, 7, 8, 15, 16, 17, 31, 33, 70}) {
+        std::vector<float> cand(4 * w), count(w), x(w), y(w);
+        std::vector<std::vector<float>> lists(w);
+        for (int c = 0; c < w; ++c) {
+            const int n = static_cast<int>(rng() % 5);
+            count[c] = static_cast<float>(n);
+            x[c] = unit(rng) - 0.5f, y[c] = unit(rng) - 0.5f;
+            for (int k = 0; k < 4; ++k) {
+                const float v = unit(rng) < 0.4f ? odd[rng() % 20] : near(rng);
+                cand[k * w + c] = v;  // past the pixel's count: ignored
+                if (k < n) lists[c].push_back(v);
+            }
+        }
+        const float* const z[4] = {cand.data(), cand.data() + w, cand.data() + 2 * w, cand.data() + 3 * w};
+        const auto check = [&](const char* name, int (*row)(const float* const (&)[4], const float*, const float*,
+                                                            const float*, float*, float*, float*, int)) {
+            std::vector<float> X(w, 7.0f), Y(w, 7.0f), Z(w, 7.0f);
+            int c = row ? row(z, count.data(), x.data(), y.data(), X.data(), Y.data(), Z.data(), w) : 0;
+            for (; c < w; ++c)
+                imaging::lanes::depthPixelLanes<float>(z, count.data(), x.data(), y.data(), X.data(), Y.data(),
+                                                       Z.data(), c);
+            for (c = 0; c < w; ++c) {
+                const float d = lists[c].empty() ? 0.0f : plainDepth(lists[c]);
+                const float ex = lists[c].empty() ? 0.0f : x[c] * d, ey = lists[c].empty() ? 0.0f : y[c] * d;
+                EXPECT_TRUE(sameBits(Z[c], d) && sameBits(X[c], ex) && sameBits(Y[c], ey))
+                    << name << " w " << w << " column " << c << ": " << Z[c] << " for " << d;
+            }
+        };
+        check("scalar", nullptr);
+        check("sse2", [](const float* const (&zz)[4], const float* n, const float* xx, const float* yy, float* X,
+                         float* Y, float* Z, int ww) {
+            typedef float V4 __attribute__((vector_size(16)));
+            return imaging::lanes::depthRowLanes<V4>(zz, n, xx, yy, X, Y, Z, ww);
+        });
+        if (num::avx2Allowed()) check("avx2", imaging::lanes::depthRowAvx2);
+        if (num::widestIsa() == num::Isa::Avx512) check("avx512", imaging::lanes::depthRowAvx512);
+    }
+}
+
+// Whole registrations whose candidates are infinite, beyond the int range or tiny, landing one per
+// list on neighbouring footprints (the lanes) and several per list (merged one by one): every lane
+// width gives the scalar bits, on tiny images and heights that are not a multiple of 4. A depth
+// scale of 1e38 turns depths of 1e-36 into about 100 and depths of 5 into infinity.
+TEST(CalRGB, LanesKeepTheScalarBitsOnExtremeDepths) {
+    auto cal = colourCamera(100, 100, 2.5, 1.5);
+    cal.R3[8] = 1e38;
+    const float depths[] = {1e-36f, 1.1e-36f, 1.149e-36f, 1.2e-36f, 5.0f, -5.0f, 3e-29f, -3e-29f, 0.9e-36f};
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    int lanesSeen = 0;
+    for (const auto& size : {std::pair<int, int>{1, 1}, {2, 3}, {6, 5}, {9, 7}, {19, 6}, {40, 9}}) {
+        const int w = size.first, h = size.second;
+        cal.K3[2] = w / 2.0 - 0.5, cal.K3[5] = h / 2.0 - 0.5;
+        PointMap pm(w, h);
+        for (int i = 0; i < w * h; ++i) {
+            // Spread over the footprints; an infinite depth needs X = Y = 0 (it lands on the centre).
+            const float z = depths[unit(rng) < 0.1f ? 4 + rng() % 4 : rng() % 9];
+            const float zp = std::isfinite(z * 1e38f) ? z * 1e38f : 0.0f;
+            pm.set(i, (unit(rng) * w - w / 2.0f) / 100.0f * zp, (unit(rng) * h - h / 2.0f) / 100.0f * zp, z);
+            pm.mask[i] = unit(rng) < 0.9f;
+        }
+        AlgoEngine e;
+        e.roi = {0, 0, w, h};
+        e.calib = cal;
+        PointMap scalar = pm;
+        imaging::CalRGBWithLanes(e, scalar.X.data(), scalar.Y.data(), scalar.Z.data(),
+                                 reinterpret_cast<bool*>(scalar.mask.data()), -100, 100, 1);
+        for (int i = 0; i < w * h; ++i) lanesSeen += scalar.mask[i] && !std::isfinite(scalar.Z[i]);
+        for (const int lanes : {4, 8, 16}) {
+            PointMap v = pm;
+            imaging::CalRGBWithLanes(e, v.X.data(), v.Y.data(), v.Z.data(), reinterpret_cast<bool*>(v.mask.data()),
+                                     -100, 100, lanes);
+            EXPECT_EQ(v.mask, scalar.mask) << w << "x" << h << " lanes " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.X.data(), scalar.X.data(), 4 * v.X.size())) << w << "x" << h << " " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.Y.data(), scalar.Y.data(), 4 * v.Y.size())) << w << "x" << h << " " << lanes;
+            EXPECT_EQ(0, std::memcmp(v.Z.data(), scalar.Z.data(), 4 * v.Z.size())) << w << "x" << h << " " << lanes;
+        }
+    }
+    EXPECT_GT(lanesSeen, 5);  // infinite depths did reach the merge
 }
