@@ -62,6 +62,8 @@ lanes::ColourCameraF colourCamera(const tagXeloraAlgoCalibrationInfo& c) {
 struct RowKernels {
     int (*project)(const lanes::ColourCameraF&, const float*, const float*, const float*, float*, float*, float*, int);
     int (*undistort)(const lanes::ColourCameraF&, const float*, float, float*, float*, int);
+    // Footprint of every point of a row (null: the row's points are tested one by one).
+    int (*footprint)(const unsigned char*, const float*, const float*, const float*, float, float, int, int, int*);
     // Depth and coordinates of a row from its sorted candidates (null: every pixel merged on its own).
     int (*depth)(const float* const (&)[4], const float*, const float*, const float*, float*, float*, float*, int);
 };
@@ -79,6 +81,10 @@ int projectRow4(const lanes::ColourCameraF& cam, const float* X, const float* Y,
 int undistortRow4(const lanes::ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w) {
     return lanes::undistortRowLanes<Lanes4>(cam, x0, y0, x, y, w);
 }
+int footprintRow4(const unsigned char* mask, const float* Z, const float* u, const float* v, float zLo, float zHi,
+                  int w, int h, int* target) {
+    return lanes::footprintRowLanes<Lanes4>(mask, Z, u, v, zLo, zHi, w, h, target);
+}
 int depthRow4(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X, float* Y,
               float* Z, int w) {
     return lanes::depthRowLanes<Lanes4>(z, count, x, y, X, Y, Z, w);
@@ -87,11 +93,11 @@ int depthRow4(const float* const (&z)[4], const float* count, const float* x, co
 // The widest kernels usable on this processor, not wider than `lanes` floats (1: scalar only).
 RowKernels rowKernels(int laneWidth) {
     const num::Isa widest = num::widestIsa();
-    if (laneWidth >= 16 && widest == num::Isa::Avx512) return {lanes::projectRowAvx512, lanes::undistortRowAvx512, lanes::depthRowAvx512};
+    if (laneWidth >= 16 && widest == num::Isa::Avx512) return {lanes::projectRowAvx512, lanes::undistortRowAvx512, lanes::footprintRowAvx512, lanes::depthRowAvx512};
     if (laneWidth >= 8 && (widest == num::Isa::Avx512 || widest == num::Isa::Avx2))
-        return {lanes::projectRowAvx2, lanes::undistortRowAvx2, lanes::depthRowAvx2};
-    if (laneWidth >= 4) return {projectRow4, undistortRow4, depthRow4};
-    return {projectNone, undistortNone, nullptr};
+        return {lanes::projectRowAvx2, lanes::undistortRowAvx2, lanes::footprintRowAvx2, lanes::depthRowAvx2};
+    if (laneWidth >= 4) return {projectRow4, undistortRow4, footprintRow4, depthRow4};
+    return {projectNone, undistortNone, nullptr, nullptr};
 }
 
 // Depth of a covered pixel from its candidates [first, last) (at least one): the nearest surface
@@ -253,11 +259,25 @@ void registerPointMap(const AlgoEngine& engine, float* X, float* Y, float* Z, bo
     // (the lanes do not look at the mask), then its taking part points are linked.
     {
         std::vector<float> rowZp(W), rowU(W), rowV(W);
+        std::vector<int> target(W);
+        // The footprint kernels compute int pixel indices and compare with float limits.
+        const bool vectorTargets = kernels.footprint && n < (std::size_t{1} << 31) && w < (1 << 24) && h < (1 << 24);
+        const unsigned char* const taking = reinterpret_cast<const unsigned char*>(mask);
         for (int r = h - 1; r >= 0; --r) {
             const std::size_t base = static_cast<std::size_t>(r) * W;
             int c = kernels.project(cam, X + base, Y + base, Z + base, rowZp.data(), rowU.data(), rowV.data(), w);
             for (; c < w; ++c)
                 lanes::projectLanes<float>(cam, X[base + c], Y[base + c], Z[base + c], rowZp[c], rowU[c], rowV[c]);
+            if (vectorTargets) {
+                c = kernels.footprint(taking + base, Z + base, rowU.data(), rowV.data(), zLo, zHi, w, h, target.data());
+                for (; c < w; ++c)
+                    lanes::footprintLanes(taking + base + c, Z[base + c], rowU[c], rowV[c], zLo, zHi, w, h, &target[c]);
+                for (c = w - 1; c >= 0; --c)
+                    if (target[c] >= 0)
+                        lists.link(static_cast<Index>(base + static_cast<std::size_t>(c)),
+                                   static_cast<std::size_t>(target[c]), rowZp[c]);
+                continue;
+            }
             for (c = w - 1; c >= 0; --c) {
                 const std::size_t i = base + static_cast<std::size_t>(c);
                 const float z = Z[i];

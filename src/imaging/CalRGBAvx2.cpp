@@ -22,6 +22,9 @@ int projectRowAvx2(const ColourCameraF&, const float*, const float*, const float
     return 0;
 }
 int undistortRowAvx2(const ColourCameraF&, const float*, float, float*, float*, int) { return 0; }
+int footprintRowAvx2(const unsigned char*, const float*, const float*, const float*, float, float, int, int, int*) {
+    return 0;
+}
 int depthRowAvx2(const float* const (&)[4], const float*, const float*, const float*, float*, float*, float*, int) {
     return 0;
 }

@@ -22,6 +22,9 @@ int projectRowAvx512(const ColourCameraF&, const float*, const float*, const flo
     return 0;
 }
 int undistortRowAvx512(const ColourCameraF&, const float*, float, float*, float*, int) { return 0; }
+int footprintRowAvx512(const unsigned char*, const float*, const float*, const float*, float, float, int, int, int*) {
+    return 0;
+}
 int depthRowAvx512(const float* const (&)[4], const float*, const float*, const float*, float*, float*, float*, int) {
     return 0;
 }

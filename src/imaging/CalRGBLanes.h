@@ -29,6 +29,10 @@ int projectRowAvx512(const ColourCameraF& cam, const float* X, const float* Y, c
                      float* column, float* row, int w);
 int undistortRowAvx2(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
 int undistortRowAvx512(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
+int footprintRowAvx2(const unsigned char* mask, const float* Z, const float* column, const float* row, float zLo,
+                     float zHi, int w, int h, int* target);
+int footprintRowAvx512(const unsigned char* mask, const float* Z, const float* column, const float* row, float zLo,
+                       float zHi, int w, int h, int* target);
 int depthRowAvx2(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X, float* Y,
                  float* Z, int w);
 int depthRowAvx512(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X,
@@ -77,6 +81,31 @@ inline void undistortLanes(const ColourCameraF& c, V x0, V y0, V& x, V& y) {
         x = (x0 - (2.0f * c.p1 * x0 * y0 + c.p2 * (r2 + 2.0f * x0 * x0))) * icd;
         y = (y0 - (c.p1 * (r2 + 2.0f * y0 * y0) + 2.0f * c.p2 * x0 * y0)) * icd;
     }
+}
+
+// The top-left pixel of a point's footprint: row · w + column of its projection, both truncated
+// toward zero, when the point takes part (mask byte non-zero, zLo < Z < zHi) and the footprint lies
+// on the grid (0 <= column < w - 1, 0 <= row < h - 1); -1 otherwise. A truncated value lies in
+// [0, limit) exactly when the float lies in (-1, limit) (NaN in neither), so that only in-range
+// values are converted. w and h below 2^24, each limit exact as a float.
+template <class V>
+inline void footprintLanes(const unsigned char* mask, V z, V column, V row, float zLo, float zHi, int w, int h,
+                           int* target) {
+    typedef decltype(z < z) M;
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    M taking;
+    for (int k = 0; k < L; ++k) taking[k] = mask[k] != 0 ? -1 : 0;
+    const M ok = taking & (z > zLo) & (z < zHi) & (column > -1.0f) & (column < static_cast<float>(w - 1)) &
+                 (row > -1.0f) & (row < static_cast<float>(h - 1));
+    const M u = __builtin_convertvector(ok ? column : V{}, M), v = __builtin_convertvector(ok ? row : V{}, M);
+    const M t = ok ? v * w + u : M{} - 1;
+    __builtin_memcpy(target, &t, sizeof t);
+}
+inline void footprintLanes(const unsigned char* mask, float z, float column, float row, float zLo, float zHi, int w,
+                           int h, int* target) {
+    const bool ok = *mask != 0 && z > zLo && z < zHi && column > -1.0f && column < static_cast<float>(w - 1) &&
+                    row > -1.0f && row < static_cast<float>(h - 1);
+    *target = ok ? static_cast<int>(row) * w + static_cast<int>(column) : -1;
 }
 
 // Truncation toward zero: exact for every float (beyond 2^23 every float is an integer already;
@@ -190,6 +219,17 @@ inline int undistortRowLanes(const ColourCameraF& cam, const float* x0, float y0
         storeLanes(x + c, xv);
         storeLanes(y + c, yv);
     }
+    return c;
+}
+
+template <class V>
+inline int footprintRowLanes(const unsigned char* mask, const float* Z, const float* column, const float* row,
+                             float zLo, float zHi, int w, int h, int* target) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 0;
+    for (; c + L <= w; c += L)
+        footprintLanes<V>(mask + c, loadLanes<V>(Z + c), loadLanes<V>(column + c), loadLanes<V>(row + c), zLo, zHi, w,
+                          h, target + c);
     return c;
 }
 

@@ -335,3 +335,51 @@ TEST(CalRGB, LanesKeepTheScalarBitsOnExtremeDepths) {
     }
     EXPECT_GT(lanesSeen, 5);  // infinite depths did reach the merge
 }
+
+// The footprint of a projected point, every lane width against the rule written out: the point
+// takes part when its mask byte is non-zero and zMin < Z < zMax; the column and row truncated toward
+// zero must lie in [0, w - 1) and [0, h - 1). Positions just inside and outside each limit, in
+// (-1, 0), NaN, infinities and values beyond the int range, on rows that leave tails of every length.
+TEST(CalRGB, FootprintKernelsFollowTheGridLimits) {
+    typedef int (*RowKernel)(const unsigned char*, const float*, const float*, const float*, float, float, int, int,
+                             int*);
+    const float zLo = 100.0f, zHi = 130.0f;
+    const float depths[] = {100.0f, std::nextafter(100.0f, 200.0f), 115.0f, std::nextafter(130.0f, 0.0f), 130.0f, NAN};
+    std::mt19937 rng(3);
+    int inside = 0;
+    for (const int w : {2, 5, 17, 37, 64}) {
+        const int h = 21;
+        const float cols[] = {-1.0f, std::nextafter(-1.0f, 0.0f), -0.5f, -0.0f, 0.0f, 0.7f * w, std::nextafter(w - 1.0f, 0.0f),
+                              w - 1.0f, w - 0.5f, NAN, INFINITY, -INFINITY, 3e9f, -3e9f};
+        const float rows[] = {-1.0f, -0.25f, 0.0f, 19.999f, 20.0f, 7.5f, NAN, 4e9f};
+        for (int trial = 0; trial < 20; ++trial) {
+            std::vector<unsigned char> mask(w);
+            std::vector<float> Z(w), u(w), v(w);
+            std::vector<int> expected(w);
+            for (int c = 0; c < w; ++c) {
+                mask[c] = static_cast<unsigned char>(rng() % 4 == 0 ? 0 : 1 + rng() % 2);
+                Z[c] = depths[rng() % 6], u[c] = cols[rng() % 14], v[c] = rows[rng() % 8];
+                const float tu = std::trunc(u[c]), tv = std::trunc(v[c]);
+                const bool ok = mask[c] != 0 && Z[c] > zLo && Z[c] < zHi && tu >= 0.0f && tu < w - 1 && tv >= 0.0f &&
+                                tv < h - 1;
+                expected[c] = ok ? static_cast<int>(tv) * w + static_cast<int>(tu) : -1;
+                inside += ok;
+            }
+            const auto check = [&](const char* name, RowKernel row) {
+                std::vector<int> target(w, -7);
+                int c = row ? row(mask.data(), Z.data(), u.data(), v.data(), zLo, zHi, w, h, target.data()) : 0;
+                for (; c < w; ++c) imaging::lanes::footprintLanes(&mask[c], Z[c], u[c], v[c], zLo, zHi, w, h, &target[c]);
+                EXPECT_EQ(target, expected) << name << " w " << w;
+            };
+            check("scalar", nullptr);
+            check("sse2", [](const unsigned char* m, const float* z, const float* cu, const float* cv, float lo, float hi,
+                             int ww, int hh, int* t) {
+                typedef float V4 __attribute__((vector_size(16)));
+                return imaging::lanes::footprintRowLanes<V4>(m, z, cu, cv, lo, hi, ww, hh, t);
+            });
+            if (num::avx2Allowed()) check("avx2", imaging::lanes::footprintRowAvx2);
+            if (num::widestIsa() == num::Isa::Avx512) check("avx512", imaging::lanes::footprintRowAvx512);
+        }
+    }
+    EXPECT_GT(inside, 50);
+}
