@@ -128,9 +128,9 @@ inline V truncLanes(V v) {
 template <class V>
 inline V depthLanes(V z0, V z1, V z2, V z3, V n) {
     V nearest = z0;
-    nearest = (n > 1.0f) & (z1 < nearest) ? z1 : nearest;
-    nearest = (n > 2.0f) & (z2 < nearest) ? z2 : nearest;
-    nearest = (n > 3.0f) & (z3 < nearest) ? z3 : nearest;
+    nearest = ((n > 1.0f) & (z1 < nearest)) ? z1 : nearest;
+    nearest = ((n > 2.0f) & (z2 < nearest)) ? z2 : nearest;
+    nearest = ((n > 3.0f) & (z3 < nearest)) ? z3 : nearest;
     const V m = truncLanes(nearest);
     const V zero = V{}, one = zero + 1.0f;
     V sum = zero, taken = zero;
