@@ -156,6 +156,21 @@ struct FootprintLists {
     Index *head, *next, *depth;
 };
 
+// Sorts four values ascending without a branch (a five-comparator network).
+template <class Index>
+void sortFour(Index (&v)[4]) {
+    const auto order = [&v](int a, int b) {
+        const Index lo = std::min(v[a], v[b]), hi = std::max(v[a], v[b]);
+        v[a] = lo;
+        v[b] = hi;
+    };
+    order(0, 1);
+    order(2, 3);
+    order(0, 2);
+    order(1, 3);
+    order(1, 2);
+}
+
 // Candidates of pixel p = (c, r), merged by visiting order into out[0 .. count). `spill` takes
 // them when there are more than four; returns the array that holds them.
 template <class Index>
@@ -167,17 +182,8 @@ const float* gatherCandidates(const FootprintLists<Index>& L, std::size_t p, std
     bool single = true;
     for (Index i : cursor) single = single && (i == kNone || L.next[i] == kNone);
     if (single) {
-        // At most one point per list: sort the four heads (a five-comparator network).
-        const auto order = [&](int a, int b) {
-            const Index lo = std::min(cursor[a], cursor[b]), hi = std::max(cursor[a], cursor[b]);
-            cursor[a] = lo;
-            cursor[b] = hi;
-        };
-        order(0, 1);
-        order(2, 3);
-        order(0, 2);
-        order(1, 3);
-        order(1, 2);
+        // At most one point per list: sort the four heads.
+        sortFour(cursor);
         count = 0;
         for (Index i : cursor)
             if (i != kNone) out[count++] = L.z(i);
@@ -220,16 +226,7 @@ bool sortRowCandidates(const FootprintLists<Index>& L, std::size_t r, std::size_
         mask[c] = all != kNone;
         const bool longer = (L.next[L.clampIndex(h[0])] & L.next[L.clampIndex(h[1])] & L.next[L.clampIndex(h[2])] &
                              L.next[L.clampIndex(h[3])]) != kNone;
-        const auto order = [&h](int a, int b) {
-            const Index lo = std::min(h[a], h[b]), hi = std::max(h[a], h[b]);
-            h[a] = lo;
-            h[b] = hi;
-        };
-        order(0, 1);
-        order(2, 3);
-        order(0, 2);
-        order(1, 3);
-        order(1, 2);
+        sortFour(h);
         const int n = (h[0] != kNone) + (h[1] != kNone) + (h[2] != kNone) + (h[3] != kNone);
         for (int k = 0; k < 4; ++k) z[k][c] = L.z(L.clampIndex(h[k]));
         count[c] = longer ? 0.0f : static_cast<float>(n);
