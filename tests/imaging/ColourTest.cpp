@@ -304,7 +304,7 @@ TEST(CalRGB, LanesKeepTheScalarBitsOnExtremeDepths) {
     const float depths[] = {1e-36f, 1.1e-36f, 1.149e-36f, 1.2e-36f, 5.0f, -5.0f, 3e-29f, -3e-29f, 0.9e-36f};
     std::mt19937 rng(5);
     std::uniform_real_distribution<float> unit(0.0f, 1.0f);
-    int lanesSeen = 0;
+    int nonFinite = 0;
     for (const auto& size : {std::pair<int, int>{1, 1}, {2, 3}, {6, 5}, {9, 7}, {19, 6}, {40, 9}}) {
         const int w = size.first, h = size.second;
         cal.K3[2] = w / 2.0 - 0.5, cal.K3[5] = h / 2.0 - 0.5;
@@ -319,21 +319,22 @@ TEST(CalRGB, LanesKeepTheScalarBitsOnExtremeDepths) {
         AlgoEngine e;
         e.roi = {0, 0, w, h};
         e.calib = cal;
-        PointMap scalar = pm;
-        imaging::CalRGBWithLanes(e, scalar.X.data(), scalar.Y.data(), scalar.Z.data(),
-                                 reinterpret_cast<bool*>(scalar.mask.data()), -100, 100, 1);
-        for (int i = 0; i < w * h; ++i) lanesSeen += scalar.mask[i] && !std::isfinite(scalar.Z[i]);
+        const auto registered = [&](int lanes) {
+            PointMap out = pm;
+            imaging::CalRGBWithLanes(e, out.X.data(), out.Y.data(), out.Z.data(),
+                                     reinterpret_cast<bool*>(out.mask.data()), -100, 100, lanes);
+            return out;
+        };
+        const PointMap scalar = registered(1);
+        for (int i = 0; i < w * h; ++i) nonFinite += scalar.mask[i] && !std::isfinite(scalar.Z[i]);
         for (const int lanes : {4, 8, 16}) {
-            PointMap v = pm;
-            imaging::CalRGBWithLanes(e, v.X.data(), v.Y.data(), v.Z.data(), reinterpret_cast<bool*>(v.mask.data()),
-                                     -100, 100, lanes);
+            const PointMap v = registered(lanes);
             EXPECT_EQ(v.mask, scalar.mask) << w << "x" << h << " lanes " << lanes;
-            EXPECT_EQ(0, std::memcmp(v.X.data(), scalar.X.data(), 4 * v.X.size())) << w << "x" << h << " " << lanes;
-            EXPECT_EQ(0, std::memcmp(v.Y.data(), scalar.Y.data(), 4 * v.Y.size())) << w << "x" << h << " " << lanes;
-            EXPECT_EQ(0, std::memcmp(v.Z.data(), scalar.Z.data(), 4 * v.Z.size())) << w << "x" << h << " " << lanes;
+            for (const auto& map : {&PointMap::X, &PointMap::Y, &PointMap::Z})
+                EXPECT_EQ(0, std::memcmp((v.*map).data(), (scalar.*map).data(), 4 * v.X.size())) << w << "x" << h;
         }
     }
-    EXPECT_GT(lanesSeen, 5);  // infinite depths did reach the merge
+    EXPECT_GT(nonFinite, 5);  // infinite depths did reach the merge
 }
 
 // The footprint of a projected point, every lane width against the rule written out: the point
