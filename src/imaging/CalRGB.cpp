@@ -158,7 +158,7 @@ struct FootprintLists {
 
 // Sorts four values ascending without a branch (a five-comparator network).
 template <class Index>
-void sortFour(Index (&v)[4]) {
+inline void sortFour(Index (&v)[4]) {
     const auto order = [&v](int a, int b) {
         const Index lo = std::min(v[a], v[b]), hi = std::max(v[a], v[b]);
         v[a] = lo;
