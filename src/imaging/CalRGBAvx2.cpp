@@ -1,5 +1,5 @@
-// CalRGB's projection and undistortion rows with Avx2, chosen at run time where the processor has it.
-// Inputs: one row of w floats per map (the caller's); outputs: the same values as the scalar code,
+// CalRGB's row kernels (projection, footprint, undistortion, depth) with Avx2, chosen at run time.
+// Inputs: one row of w values per map (the caller's); outputs: the same values as the scalar code,
 // column by column, for the columns in whole vectors of 8 lanes (the rest is the caller's).
 // Compiled for Avx2: no standard header (see CalRGBIsa.inc).
 #if defined(__GNUC__) && defined(__x86_64__)
@@ -22,6 +22,12 @@ int projectRowAvx2(const ColourCameraF&, const float*, const float*, const float
     return 0;
 }
 int undistortRowAvx2(const ColourCameraF&, const float*, float, float*, float*, int) { return 0; }
+int footprintRowAvx2(const unsigned char*, const float*, const float*, const float*, float, float, int, int, int*) {
+    return 0;
+}
+int depthRowAvx2(const float* const (&)[4], const float*, const float*, const float*, float*, float*, float*, int) {
+    return 0;
+}
 
 }  // namespace lanes
 }  // namespace imaging

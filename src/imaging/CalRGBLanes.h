@@ -29,6 +29,14 @@ int projectRowAvx512(const ColourCameraF& cam, const float* X, const float* Y, c
                      float* column, float* row, int w);
 int undistortRowAvx2(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
 int undistortRowAvx512(const ColourCameraF& cam, const float* x0, float y0, float* x, float* y, int w);
+int footprintRowAvx2(const unsigned char* mask, const float* Z, const float* column, const float* row, float zLo,
+                     float zHi, int w, int h, int* target);
+int footprintRowAvx512(const unsigned char* mask, const float* Z, const float* column, const float* row, float zLo,
+                       float zHi, int w, int h, int* target);
+int depthRowAvx2(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X, float* Y,
+                 float* Z, int w);
+int depthRowAvx512(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X,
+                   float* Y, float* Z, int w);
 
 namespace {
 
@@ -75,6 +83,106 @@ inline void undistortLanes(const ColourCameraF& c, V x0, V y0, V& x, V& y) {
     }
 }
 
+// The top-left pixel of a point's footprint: row · w + column of its projection, both truncated
+// toward zero, when the point takes part (mask byte non-zero, zLo < Z < zHi) and the footprint lies
+// on the grid (0 <= column < w - 1, 0 <= row < h - 1); -1 otherwise. A truncated value lies in
+// [0, limit) exactly when the float lies in (-1, limit) (NaN in neither), so that only in-range
+// values are converted. w and h below 2^24, each limit exact as a float.
+template <class V>
+inline void footprintLanes(const unsigned char* mask, V z, V column, V row, float zLo, float zHi, int w, int h,
+                           int* target) {
+    typedef decltype(z < z) M;
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    M taking;
+    for (int k = 0; k < L; ++k) taking[k] = mask[k] != 0 ? -1 : 0;
+    const M ok = taking & (z > zLo) & (z < zHi) & (column > -1.0f) & (column < static_cast<float>(w - 1)) &
+                 (row > -1.0f) & (row < static_cast<float>(h - 1));
+    const M u = __builtin_convertvector(ok ? column : V{}, M), v = __builtin_convertvector(ok ? row : V{}, M);
+    const M t = ok ? v * w + u : M{} - 1;
+    __builtin_memcpy(target, &t, sizeof t);
+}
+inline void footprintLanes(const unsigned char* mask, float z, float column, float row, float zLo, float zHi, int w,
+                           int h, int* target) {
+    const bool ok = *mask != 0 && z > zLo && z < zHi && column > -1.0f && column < static_cast<float>(w - 1) &&
+                    row > -1.0f && row < static_cast<float>(h - 1);
+    *target = ok ? static_cast<int>(row) * w + static_cast<int>(column) : -1;
+}
+
+// Truncation toward zero: exact for every float (beyond 2^23 every float is an integer already;
+// NaN and infinities stay themselves). Only the sign of a zero result may differ from truncf's,
+// which no use here can see.
+inline float truncLanes(float v) { return __builtin_truncf(v); }
+template <class V>
+inline V truncLanes(V v) {
+    typedef decltype(v < v) M;
+    const M small = (v < 0.0f ? -v : v) < 8388608.0f;
+    const V inRange = small ? v : V{};
+    return small ? __builtin_convertvector(__builtin_convertvector(inRange, M), V) : v;
+}
+
+// Depth of a pixel from its candidates z0 .. z3 in visiting order, of which the first n (1 to 4)
+// are its own: one candidate is the depth; of more, those less than 15 behind the truncated
+// nearest one are averaged (summed in order, then divided by their count). The nearest is chosen
+// as std::min chooses, and a candidate left out adds +0 to the sum, which never changes it (the sum
+// starts at +0).
+template <class V>
+inline V depthLanes(V z0, V z1, V z2, V z3, V n) {
+    V nearest = z0;
+    nearest = ((n > 1.0f) & (z1 < nearest)) ? z1 : nearest;
+    nearest = ((n > 2.0f) & (z2 < nearest)) ? z2 : nearest;
+    nearest = ((n > 3.0f) & (z3 < nearest)) ? z3 : nearest;
+    const V m = truncLanes(nearest);
+    const V zero = V{}, one = zero + 1.0f;
+    V sum = zero, taken = zero;
+    const auto q0 = z0 - m < 15.0f;
+    sum = sum + (q0 ? z0 : zero);
+    taken = taken + (q0 ? one : zero);
+    const auto q1 = (n > 1.0f) & (z1 - m < 15.0f);
+    sum = sum + (q1 ? z1 : zero);
+    taken = taken + (q1 ? one : zero);
+    const auto q2 = (n > 2.0f) & (z2 - m < 15.0f);
+    sum = sum + (q2 ? z2 : zero);
+    taken = taken + (q2 ? one : zero);
+    const auto q3 = (n > 3.0f) & (z3 - m < 15.0f);
+    sum = sum + (q3 ? z3 : zero);
+    taken = taken + (q3 ? one : zero);
+    const V mean = sum / taken;
+    return n == 1.0f ? z0 : mean;
+}
+
+// One pixel of a row: count[c] candidates z[0][c] .. z[3][c] (0: nothing lands on the pixel, its
+// X, Y, Z become 0), x[c], y[c] its undistorted normalised position.
+template <class V>
+inline void depthPixelLanes(const float* const (&z)[4], const float* count, const float* x, const float* y,
+                            float* X, float* Y, float* Z, int c) {
+    const V n = loadLanes<V>(count + c);
+    const V d = depthLanes<V>(loadLanes<V>(z[0] + c), loadLanes<V>(z[1] + c), loadLanes<V>(z[2] + c),
+                              loadLanes<V>(z[3] + c), n);
+    const auto none = n == 0.0f;
+    const V zero = V{};
+    storeLanes(X + c, none ? zero : loadLanes<V>(x + c) * d);
+    storeLanes(Y + c, none ? zero : loadLanes<V>(y + c) * d);
+    storeLanes(Z + c, none ? zero : d);
+}
+
+// undistortLanes of two vectors of columns a and b in one loop.
+template <class V>
+inline void undistortLanes2(const ColourCameraF& c, V x0a, V x0b, V y0, V& xa, V& ya, V& xb, V& yb) {
+    xa = x0a;
+    ya = y0;
+    xb = x0b;
+    yb = y0;
+    for (int it = 0; it < 10; ++it) {
+        const V r2a = xa * xa + ya * ya, r2b = xb * xb + yb * yb;
+        const V r4a = r2a * r2a, r4b = r2b * r2b;
+        const V icda = 1.0f / (1.0f + c.k1 * r2a + c.k2 * r4a), icdb = 1.0f / (1.0f + c.k1 * r2b + c.k2 * r4b);
+        xa = (x0a - (2.0f * c.p1 * x0a * y0 + c.p2 * (r2a + 2.0f * x0a * x0a))) * icda;
+        ya = (y0 - (c.p1 * (r2a + 2.0f * y0 * y0) + 2.0f * c.p2 * x0a * y0)) * icda;
+        xb = (x0b - (2.0f * c.p1 * x0b * y0 + c.p2 * (r2b + 2.0f * x0b * x0b))) * icdb;
+        yb = (y0 - (c.p1 * (r2b + 2.0f * y0 * y0) + 2.0f * c.p2 * x0b * y0)) * icdb;
+    }
+}
+
 // Whole vectors of V over columns [0, w); returns the first column not done.
 template <class V>
 inline int projectRowLanes(const ColourCameraF& cam, const float* X, const float* Y, const float* Z, float* zPrime,
@@ -96,12 +204,41 @@ inline int undistortRowLanes(const ColourCameraF& cam, const float* x0, float y0
     constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
     const V y0v = V{} + y0;
     int c = 0;
+    for (; c + 2 * L <= w; c += 2 * L) {
+        // Two independent chains in flight hide the divisions' latency.
+        V xa, ya, xb, yb;
+        undistortLanes2<V>(cam, loadLanes<V>(x0 + c), loadLanes<V>(x0 + c + L), y0v, xa, ya, xb, yb);
+        storeLanes(x + c, xa);
+        storeLanes(y + c, ya);
+        storeLanes(x + c + L, xb);
+        storeLanes(y + c + L, yb);
+    }
     for (; c + L <= w; c += L) {
         V xv, yv;
         undistortLanes<V>(cam, loadLanes<V>(x0 + c), y0v, xv, yv);
         storeLanes(x + c, xv);
         storeLanes(y + c, yv);
     }
+    return c;
+}
+
+template <class V>
+inline int footprintRowLanes(const unsigned char* mask, const float* Z, const float* column, const float* row,
+                             float zLo, float zHi, int w, int h, int* target) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 0;
+    for (; c + L <= w; c += L)
+        footprintLanes<V>(mask + c, loadLanes<V>(Z + c), loadLanes<V>(column + c), loadLanes<V>(row + c), zLo, zHi, w,
+                          h, target + c);
+    return c;
+}
+
+template <class V>
+inline int depthRowLanes(const float* const (&z)[4], const float* count, const float* x, const float* y, float* X,
+                         float* Y, float* Z, int w) {
+    constexpr int L = static_cast<int>(sizeof(V) / sizeof(float));
+    int c = 0;
+    for (; c + L <= w; c += L) depthPixelLanes<V>(z, count, x, y, X, Y, Z, c);
     return c;
 }
 

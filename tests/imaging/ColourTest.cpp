@@ -9,7 +9,9 @@
 #include <gtest/gtest.h>
 
 #include "ImagingTestUtil.h"
+#include "imaging/CalRGBLanes.h"
 #include "imaging/imaging.h"
+#include "numerics/numerics.h"
 
 using namespace XELORAALGO;
 
@@ -222,4 +224,163 @@ TEST(CalRGB, EveryLaneWidthGivesTheScalarBits) {
         }
     }
     EXPECT_GT(marked, 300);
+}
+
+namespace {
+
+// Depth of a pixel from its candidates in visiting order, written from the rule: one candidate
+// is the depth; of more, those less than 15 behind the nearest one truncated toward zero are
+// averaged in order.
+float plainDepth(const std::vector<float>& z) {
+    if (z.size() == 1) return z[0];
+    float nearest = z[0];
+    for (float v : z) nearest = std::min(nearest, v);
+    const float m = std::trunc(nearest);
+    float sum = 0.0f;
+    int taken = 0;
+    for (float v : z)
+        if (v - m < 15.0f) sum += v, ++taken;
+    return sum / static_cast<float>(taken);
+}
+
+bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+}  // namespace
+
+// The depth kernels of every lane width against the rule on candidates that are NaN, signed zeros,
+// infinities, beyond the int range, negative (truncation toward zero, not down) or on the 15 limit,
+// one to four per pixel and none (X = Y = Z = 0), on rows that leave tails of every length.
+TEST(CalRGB, DepthKernelsFollowTheNearestSurfaceRule) {
+    const float odd[] = {NAN, 0.0f, -0.0f, INFINITY, -INFINITY, 3e9f, -3e9f, 1e30f, -5.5f, 9.4f, 9.7f,
+                         100.9f, 115.9f, 115.0f, 114.99f, 100.2f, 110.0f, 120.0f, 8388609.0f, -0.5f};
+    std::mt19937 rng(11);
+    std::uniform_real_distribution<float> near(95.0f, 125.0f), unit(0.0f, 1.0f);
+    for (const int w : {1, 3, 4, 7, 8, 15, 16, 17, 31, 33, 70}) {
+        std::vector<float> cand(4 * w), count(w), x(w), y(w);
+        std::vector<std::vector<float>> lists(w);
+        for (int c = 0; c < w; ++c) {
+            const int n = static_cast<int>(rng() % 5);
+            count[c] = static_cast<float>(n);
+            x[c] = unit(rng) - 0.5f, y[c] = unit(rng) - 0.5f;
+            for (int k = 0; k < 4; ++k) {
+                const float v = unit(rng) < 0.4f ? odd[rng() % 20] : near(rng);
+                cand[k * w + c] = v;  // past the pixel's count: ignored
+                if (k < n) lists[c].push_back(v);
+            }
+        }
+        const float* const z[4] = {cand.data(), cand.data() + w, cand.data() + 2 * w, cand.data() + 3 * w};
+        const auto check = [&](const char* name, int (*row)(const float* const (&)[4], const float*, const float*,
+                                                            const float*, float*, float*, float*, int)) {
+            std::vector<float> X(w, 7.0f), Y(w, 7.0f), Z(w, 7.0f);
+            int c = row ? row(z, count.data(), x.data(), y.data(), X.data(), Y.data(), Z.data(), w) : 0;
+            for (; c < w; ++c)
+                imaging::lanes::depthPixelLanes<float>(z, count.data(), x.data(), y.data(), X.data(), Y.data(),
+                                                       Z.data(), c);
+            for (c = 0; c < w; ++c) {
+                const float d = lists[c].empty() ? 0.0f : plainDepth(lists[c]);
+                const float ex = lists[c].empty() ? 0.0f : x[c] * d, ey = lists[c].empty() ? 0.0f : y[c] * d;
+                EXPECT_TRUE(sameBits(Z[c], d) && sameBits(X[c], ex) && sameBits(Y[c], ey))
+                    << name << " w " << w << " column " << c << ": " << Z[c] << " for " << d;
+            }
+        };
+        check("scalar", nullptr);
+        check("sse2", [](const float* const (&zz)[4], const float* n, const float* xx, const float* yy, float* X,
+                         float* Y, float* Z, int ww) {
+            typedef float V4 __attribute__((vector_size(16)));
+            return imaging::lanes::depthRowLanes<V4>(zz, n, xx, yy, X, Y, Z, ww);
+        });
+        if (num::avx2Allowed()) check("avx2", imaging::lanes::depthRowAvx2);
+        if (num::widestIsa() == num::Isa::Avx512) check("avx512", imaging::lanes::depthRowAvx512);
+    }
+}
+
+// Whole registrations whose candidates are infinite, beyond the int range or tiny, landing one per
+// list on neighbouring footprints (the lanes) and several per list (merged one by one): every lane
+// width gives the scalar bits, on tiny images and heights that are not a multiple of 4. A depth
+// scale of 1e38 turns depths of 1e-36 into about 100 and depths of 5 into infinity.
+TEST(CalRGB, LanesKeepTheScalarBitsOnExtremeDepths) {
+    auto cal = colourCamera(100, 100, 2.5, 1.5);
+    cal.R3[8] = 1e38;
+    const float depths[] = {1e-36f, 1.1e-36f, 1.149e-36f, 1.2e-36f, 5.0f, -5.0f, 3e-29f, -3e-29f, 0.9e-36f};
+    std::mt19937 rng(5);
+    std::uniform_real_distribution<float> unit(0.0f, 1.0f);
+    int nonFinite = 0;
+    for (const auto& size : {std::pair<int, int>{1, 1}, {2, 3}, {6, 5}, {9, 7}, {19, 6}, {40, 9}}) {
+        const int w = size.first, h = size.second;
+        cal.K3[2] = w / 2.0 - 0.5, cal.K3[5] = h / 2.0 - 0.5;
+        PointMap pm(w, h);
+        for (int i = 0; i < w * h; ++i) {
+            // Spread over the footprints; an infinite depth needs X = Y = 0 (it lands on the centre).
+            const float z = depths[unit(rng) < 0.1f ? 4 + rng() % 4 : rng() % 9];
+            const float zp = std::isfinite(z * 1e38f) ? z * 1e38f : 0.0f;
+            pm.set(i, (unit(rng) * w - w / 2.0f) / 100.0f * zp, (unit(rng) * h - h / 2.0f) / 100.0f * zp, z);
+            pm.mask[i] = unit(rng) < 0.9f;
+        }
+        AlgoEngine e;
+        e.roi = {0, 0, w, h};
+        e.calib = cal;
+        const auto registered = [&](int lanes) {
+            PointMap out = pm;
+            imaging::CalRGBWithLanes(e, out.X.data(), out.Y.data(), out.Z.data(),
+                                     reinterpret_cast<bool*>(out.mask.data()), -100, 100, lanes);
+            return out;
+        };
+        const PointMap scalar = registered(1);
+        for (int i = 0; i < w * h; ++i) nonFinite += scalar.mask[i] && !std::isfinite(scalar.Z[i]);
+        for (const int lanes : {4, 8, 16}) {
+            const PointMap v = registered(lanes);
+            EXPECT_EQ(v.mask, scalar.mask) << w << "x" << h << " lanes " << lanes;
+            for (const auto& map : {&PointMap::X, &PointMap::Y, &PointMap::Z})
+                EXPECT_EQ(0, std::memcmp((v.*map).data(), (scalar.*map).data(), 4 * v.X.size())) << w << "x" << h;
+        }
+    }
+    EXPECT_GT(nonFinite, 5);  // infinite depths did reach the merge
+}
+
+// The footprint of a projected point, every lane width against the rule written out: the point
+// takes part when its mask byte is non-zero and zMin < Z < zMax; the column and row truncated toward
+// zero must lie in [0, w - 1) and [0, h - 1). Positions just inside and outside each limit, in
+// (-1, 0), NaN, infinities and values beyond the int range, on rows that leave tails of every length.
+TEST(CalRGB, FootprintKernelsFollowTheGridLimits) {
+    typedef int (*RowKernel)(const unsigned char*, const float*, const float*, const float*, float, float, int, int,
+                             int*);
+    const float zLo = 100.0f, zHi = 130.0f;
+    const float depths[] = {100.0f, std::nextafter(100.0f, 200.0f), 115.0f, std::nextafter(130.0f, 0.0f), 130.0f, NAN};
+    std::mt19937 rng(3);
+    int inside = 0;
+    for (const int w : {2, 5, 17, 37, 64}) {
+        const int h = 21;
+        const float cols[] = {-1.0f, std::nextafter(-1.0f, 0.0f), -0.5f, -0.0f, 0.0f, 0.7f * w, std::nextafter(w - 1.0f, 0.0f),
+                              w - 1.0f, w - 0.5f, NAN, INFINITY, -INFINITY, 3e9f, -3e9f};
+        const float rows[] = {-1.0f, -0.25f, 0.0f, 19.999f, 20.0f, 7.5f, NAN, 4e9f};
+        for (int trial = 0; trial < 20; ++trial) {
+            std::vector<unsigned char> mask(w);
+            std::vector<float> Z(w), u(w), v(w);
+            std::vector<int> expected(w);
+            for (int c = 0; c < w; ++c) {
+                mask[c] = static_cast<unsigned char>(rng() % 4 == 0 ? 0 : 1 + rng() % 2);
+                Z[c] = depths[rng() % 6], u[c] = cols[rng() % 14], v[c] = rows[rng() % 8];
+                const float tu = std::trunc(u[c]), tv = std::trunc(v[c]);
+                const bool ok = mask[c] != 0 && Z[c] > zLo && Z[c] < zHi && tu >= 0.0f && tu < w - 1 && tv >= 0.0f &&
+                                tv < h - 1;
+                expected[c] = ok ? static_cast<int>(tv) * w + static_cast<int>(tu) : -1;
+                inside += ok;
+            }
+            const auto check = [&](const char* name, RowKernel row) {
+                std::vector<int> target(w, -7);
+                int c = row ? row(mask.data(), Z.data(), u.data(), v.data(), zLo, zHi, w, h, target.data()) : 0;
+                for (; c < w; ++c) imaging::lanes::footprintLanes(&mask[c], Z[c], u[c], v[c], zLo, zHi, w, h, &target[c]);
+                EXPECT_EQ(target, expected) << name << " w " << w;
+            };
+            check("scalar", nullptr);
+            check("sse2", [](const unsigned char* m, const float* z, const float* cu, const float* cv, float lo, float hi,
+                             int ww, int hh, int* t) {
+                typedef float V4 __attribute__((vector_size(16)));
+                return imaging::lanes::footprintRowLanes<V4>(m, z, cu, cv, lo, hi, ww, hh, t);
+            });
+            if (num::avx2Allowed()) check("avx2", imaging::lanes::footprintRowAvx2);
+            if (num::widestIsa() == num::Isa::Avx512) check("avx512", imaging::lanes::footprintRowAvx512);
+        }
+    }
+    EXPECT_GT(inside, 50);
 }
