@@ -19,10 +19,10 @@
 #include <utility>
 #include <vector>
 
+#include "FillingFunctionAngles.h"
 #include "FillingFunctionRegions.h"
 #include "depthfilter.h"
 #include "frame/CameraModel.h"
-#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -43,22 +43,6 @@ Level levelOf(int mode) {
         case 5: return {120.0f, 1.0f};
         default: return {0.0f, 0.0f};
     }
-}
-
-struct Vec3 {
-    float x, y, z;
-};
-
-inline Vec3 minus(const Vec3& a, const Vec3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-
-// Angle between u and v in degrees: acosf(u.v / (|u| |v|)) * 180 / pi, float except the division by
-// pi. A zero vector gives NaN.
-inline float angleDeg(const Vec3& u, const Vec3& v) {
-    const float dot = u.x * v.x + u.y * v.y + u.z * v.z;
-    const float nu = sqrtf(u.x * u.x + u.y * u.y + u.z * u.z);
-    const float nv = sqrtf(v.x * v.x + v.y * v.y + v.z * v.z);
-    const float deg = num::acosf(dot / (nu * nv)) * 180.0f;
-    return static_cast<float>(static_cast<double>(deg) / 3.1415926535898);
 }
 
 constexpr std::uint8_t kNotFilled = 0, kSmall = 1, kLarger = 2;
@@ -98,7 +82,8 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     const HoleRegions regions = labelHoles(Z, w, h);
 
     const Level level = levelOf(mode);
-    const float tol = level.tolerance, limit = level.angleLimit;
+    const float tol = level.tolerance;
+    const AngleBelow withinLimit(level.angleLimit);
     const float zMin = static_cast<float>(minDepth), zMax = static_cast<float>(maxDepth);
     const double f = focalLengthMm(engine.calib.K1);
     const std::int64_t step = engine.downsampleStep;
@@ -205,11 +190,13 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
                 }
             }
             if (!haveLeft || !haveUp) return;
-            // The angles a1 = (A, A'), a2 = (B, B'), a3 = (D', A), a4 = (C', B), each computed only
-            // when the decision still depends on it.
-            const bool pass = mode == 2 ? (limit > angleDeg(A, A1) && limit > angleDeg(B, B1))
-                                        : (limit > angleDeg(A, A1) || limit > angleDeg(B, B1) ||
-                                           limit > angleDeg(D1, A) || limit > angleDeg(C1, B));
+            // The angles a1 = (A, A'), a2 = (B, B'), a3 = (D', A), a4 = (C', B), each tested only
+            // when the decision still depends on it; |A| and |B| serve two angles each.
+            const float nA = norm(A), nB = norm(B);
+            const bool pass =
+                mode == 2 ? (withinLimit(cosine(A, nA, A1, norm(A1))) && withinLimit(cosine(B, nB, B1, norm(B1))))
+                          : (withinLimit(cosine(A, nA, A1, norm(A1))) || withinLimit(cosine(B, nB, B1, norm(B1))) ||
+                             withinLimit(cosine(D1, norm(D1), A, nA)) || withinLimit(cosine(C1, norm(C1), B, nB)));
             if (!pass) return;
         }
         Z[i] = z;

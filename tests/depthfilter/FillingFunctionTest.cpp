@@ -15,6 +15,7 @@
 
 #include "XeloraAlgo.h"
 #include "depthfilter/depthfilter.h"
+#include "depthfilter/FillingFunctionAngles.h"
 #include "numerics/numerics.h"
 
 namespace XELORAALGO {
@@ -455,6 +456,36 @@ TEST(FillingFunction, MatchesThePlainPixelByPixelVersionOnAdversarialMaps) {
     }
     EXPECT_GT(filledTotal, 1500);  // the maps do exercise filling, of larger holes too
     EXPECT_GT(largerFilled, 250);
+}
+
+// The surface test's shortcut must decide "limit > angle" exactly as the full evaluation does: every
+// float cosine within about 0.2 degrees of each level's limit (where the shortcut hands over to
+// acosf, and where the two could part), the cosines at and beyond +-1, NaN, infinities and a random
+// spread over [-1.5, 1.5]; the limits of the five levels, 0 (undefined levels) and 180.
+TEST(FillingFunction, AngleShortcutDecidesAsTheFullAngle) {
+    using depthfilter::AngleBelow;
+    using depthfilter::degreesOfCosine;
+    std::mt19937 rng(43);
+    std::uniform_real_distribution<float> spread(-1.5f, 1.5f);
+    long long checked = 0, passed = 0;
+    for (const float limit : {10.0f, 20.0f, 30.0f, 50.0f, 120.0f, 0.0f, 180.0f}) {
+        const AngleBelow below(limit);
+        auto check = [&](float x) {
+            const bool want = limit > degreesOfCosine(x);
+            ASSERT_EQ(below(x), want) << "limit " << limit << " cosine " << x;
+            ++checked;
+            passed += want ? 1 : 0;
+        };
+        const float c = static_cast<float>(std::cos(static_cast<double>(limit) * 3.14159265358979323846 / 180.0));
+        const float span = 0.2f * 0.0175f * std::max(0.05f, std::sqrt(std::max(0.0f, 1.0f - c * c)));
+        for (float x = c - span; x <= c + span; x = std::nextafter(x, 2.0f)) check(x);
+        for (float x = 1.0f - 1e-5f; x <= 1.0f + 1e-5f; x = std::nextafter(x, 2.0f)) check(x);
+        for (float x = -1.0f - 1e-5f; x <= -1.0f + 1e-5f; x = std::nextafter(x, 2.0f)) check(x);
+        for (const float x : {std::nanf(""), INFINITY, -INFINITY, 0.0f, -0.0f}) check(x);
+        for (int k = 0; k < 20000; ++k) check(spread(rng));
+    }
+    EXPECT_GT(checked, 100000);
+    EXPECT_GT(passed, checked / 10);  // both outcomes are exercised
 }
 
 }  // namespace
