@@ -6,17 +6,18 @@
 //          mask (bool, w x h, caller-owned); mode (filling level 1 .. 5); smallArea, largeArea
 //          (pixels); minDepth, maxDepth (units of Z, compared as float).
 // Outputs: filled pixels get Z, X, Y of the new point and mask true; nothing else changes.
-// Working storage (released on return): the label map (int32, w x h), the equivalence table of
-// labels, the area of each label and the class of each pixel (0 not filled, 1 small, 2 larger hole).
+// Working storage (released on return): one candidate bit per pixel, the region label of each
+// candidate (int32, in raster order) with one row of labels while labelling, the equivalence table
+// of labels, the area and the class of each label (0 not filled, 1 small, 2 larger hole), and the
+// last search result of each column (FillingFunctionRegions.h). All of it is within the size of a
+// w x h int32 label map plus the tables indexed by label.
 //
 // Steps: hole candidates (-1 < Z < 1) -> 4-connected regions by two-pass labelling -> classes by
 // area -> raster-order filling from the left and upper neighbours with the right and lower estimates,
 // an agreement test and, for larger holes, a surface-continuation test.
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 #include "FillingFunctionAngles.h"
@@ -46,10 +47,6 @@ Level levelOf(int mode) {
 }
 
 constexpr std::uint8_t kNotFilled = 0, kSmall = 1, kLarger = 2;
-
-}  // namespace
-
-namespace {
 
 // First nonzero depth after a position along a row or a column, for positions visited in increasing
 // order. Filling runs in raster order, so the depths after the current pixel (to its right in its
