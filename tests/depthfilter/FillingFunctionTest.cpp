@@ -302,12 +302,10 @@ struct PlainFill {
         const float deg = num::acosf(dot / (nu * nv)) * 180.0f;
         return static_cast<float>(static_cast<double>(deg) / 3.1415926535898);
     }
-    static void run(const AlgoEngine& e, float* X, float* Y, float* Z, bool* mask, int mode, int smallArea,
-                    int largeArea, int minDepth, int maxDepth) {
-        const int w = e.roi.width, h = e.roi.height;
-        if (w < 11 || h < 11) return;
+    // The area of each pixel's hole region (0 outside holes), from a full label map.
+    static std::vector<std::int32_t> areas(const float* Z, int w, int h) {
         auto at = [w](int r, int c) { return static_cast<std::size_t>(r) * static_cast<std::size_t>(w) + c; };
-        std::vector<std::int32_t> label(at(h, 0), 0), cls(at(h, 0), 0), parent{0, 1, 2};
+        std::vector<std::int32_t> label(at(h, 0), 0), parent{0, 1, 2};
         for (int r = 1; r <= h - 2; ++r)
             for (int c = 1; c <= w - 2; ++c)
                 if (Z[at(r, c)] > -1.0f && Z[at(r, c)] < 1.0f) label[at(r, c)] = 2;
@@ -338,8 +336,16 @@ struct PlainFill {
         }
         std::vector<std::int32_t> area(parent.size(), 0);
         for (std::int32_t& l : label) ++area[l = parent[l]];
-        for (std::size_t i = 0; i < label.size(); ++i)
-            if (label[i] >= 3) cls[i] = area[label[i]] <= smallArea ? 1 : (area[label[i]] < largeArea ? 2 : 0);
+        for (std::int32_t& l : label) l = l >= 3 ? area[l] : 0;
+        return label;
+    }
+    static void run(const AlgoEngine& e, float* X, float* Y, float* Z, bool* mask, int mode, int smallArea,
+                    int largeArea, int minDepth, int maxDepth) {
+        const int w = e.roi.width, h = e.roi.height;
+        if (w < 11 || h < 11) return;
+        auto at = [w](int r, int c) { return static_cast<std::size_t>(r) * static_cast<std::size_t>(w) + c; };
+        std::vector<std::int32_t> cls = areas(Z, w, h);
+        for (std::int32_t& a : cls) a = a == 0 ? 0 : (a <= smallArea ? 1 : (a < largeArea ? 2 : 0));
         static const float lim[] = {0, 10, 20, 30, 50, 120}, tl[] = {0, 0.01f, 0.2f, 0.5f, 0.5f, 1.0f};
         const float limit = mode >= 1 && mode <= 5 ? lim[mode] : 0.0f, tol = mode >= 1 && mode <= 5 ? tl[mode] : 0.0f;
         const double f = (e.calib.K1[4] + e.calib.K1[0]) * 0.0048 * 0.5;
@@ -412,7 +418,8 @@ struct PlainFill {
 // Random maps built to stress every shortcut: tiny and narrow maps, holes touching the borders,
 // one-pixel and full-width or full-height holes, depths in (-1, 1) that count but are never filled,
 // NaN and infinite depths, negative depths, and every level including the undefined ones. Each map
-// goes through the library and the plain version; all four outputs must agree bit for bit.
+// goes through the library and the plain version; the region areas and all four outputs must agree
+// bit for bit.
 TEST(FillingFunction, MatchesThePlainPixelByPixelVersionOnAdversarialMaps) {
     std::mt19937 rng(16);
     auto uni = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
@@ -439,6 +446,10 @@ TEST(FillingFunction, MatchesThePlainPixelByPixelVersionOnAdversarialMaps) {
         const int mode = uni(0, 6), smallArea = trial % 4 == 0 ? 0 : uni(0, 40), largeArea = smallArea + uni(0, 400);
         const int minDepth = uni(0, 3) == 0 ? uni(150, 500) : 1, maxDepth = uni(0, 3) == 0 ? uni(300, 700) : 100000;
 
+        if (w >= 1 && h >= 1) {
+            ASSERT_EQ(depthfilter::HoleRegionAreas(s.Z.data(), w, h), PlainFill::areas(s.Z.data(), w, h))
+                << "trial " << trial;
+        }
         std::vector<float> X = s.X, Y = s.Y, Z = s.Z;
         const std::vector<float> before0 = s.Z;
         std::unique_ptr<bool[]> mask(new bool[s.n()]);
