@@ -9,8 +9,8 @@
 // Working storage (released on return): one candidate bit per pixel and the region label of each
 // candidate (int32, raster order; see FillingFunctionRegions.h), one row of labels while labelling,
 // the equivalence table of labels, the area and the class of each label (0 not filled, 1 small,
-// 2 larger hole), and the last downward search result of each column: in all less than a w x h
-// int32 label map besides the tables indexed by label.
+// 2 larger hole), and the last downward search result of each column: in all at most a w x h
+// int32 label map and one bit per pixel, besides the tables indexed by label.
 //
 // Steps: hole candidates (-1 < Z < 1) -> 4-connected regions by two-pass labelling -> classes by
 // area -> raster-order filling from the left and upper neighbours with the right and lower estimates,
