@@ -121,6 +121,7 @@ HoleRegions labelHoles(const float* Z, int w, int h) {
 std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
     if (w <= 0 || h <= 0) return {};
     std::vector<std::int32_t> areas(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), 0);
+    if (w < 3 || h < 3) return areas;  // no interior pixel
     const HoleRegions regions = labelHoles(Z, w, h);
     for (int r = 1; r <= h - 2; ++r)
         regions.forEachInRow(r, [&](int c, std::int32_t k) {
