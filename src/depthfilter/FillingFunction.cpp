@@ -6,26 +6,24 @@
 //          mask (bool, w x h, caller-owned); mode (filling level 1 .. 5); smallArea, largeArea
 //          (pixels); minDepth, maxDepth (units of Z, compared as float).
 // Outputs: filled pixels get Z, X, Y of the new point and mask true; nothing else changes.
-// Working storage (released on return): the label map (int32, w x h), the equivalence table of
-// labels, the area of each label and the class of each pixel (0 not filled, 1 small, 2 larger hole).
+// Working storage (released on return): one candidate bit per pixel and the region label of each
+// candidate (int32, raster order; see FillingFunctionRegions.h), one row of labels while labelling,
+// the equivalence table of labels, the area and the class of each label (0 not filled, 1 small,
+// 2 larger hole), and the last downward search result of each column: in all at most a w x h
+// int32 label map and one bit per pixel, besides the tables indexed by label.
 //
 // Steps: hole candidates (-1 < Z < 1) -> 4-connected regions by two-pass labelling -> classes by
 // area -> raster-order filling from the left and upper neighbours with the right and lower estimates,
 // an agreement test and, for larger holes, a surface-continuation test.
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
 #include <vector>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
+#include "FillingFunctionAngles.h"
+#include "FillingFunctionRegions.h"
 #include "depthfilter.h"
 #include "frame/CameraModel.h"
-#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace depthfilter {
@@ -48,136 +46,7 @@ Level levelOf(int mode) {
     }
 }
 
-struct Vec3 {
-    float x, y, z;
-};
-
-inline Vec3 minus(const Vec3& a, const Vec3& b) { return {a.x - b.x, a.y - b.y, a.z - b.z}; }
-
-// Angle between u and v in degrees: acosf(u.v / (|u| |v|)) * 180 / pi, float except the division by
-// pi. A zero vector gives NaN.
-inline float angleDeg(const Vec3& u, const Vec3& v) {
-    const float dot = u.x * v.x + u.y * v.y + u.z * v.z;
-    const float nu = sqrtf(u.x * u.x + u.y * u.y + u.z * u.z);
-    const float nv = sqrtf(v.x * v.x + v.y * v.y + v.z * v.z);
-    const float deg = num::acosf(dot / (nu * nv)) * 180.0f;
-    return static_cast<float>(static_cast<double>(deg) / 3.1415926535898);
-}
-
 constexpr std::uint8_t kNotFilled = 0, kSmall = 1, kLarger = 2;
-constexpr std::int32_t kCandidate = 2;  // label of an unlabelled candidate; region labels start at 3
-
-}  // namespace
-
-namespace {
-
-// The hole candidates of Z in raster order with their region labels and the area of every label.
-struct HoleRegions {
-    struct Candidate {
-        std::int32_t row, col;
-        std::int32_t label;  // its region's label (a root of the equivalence table)
-    };
-    std::vector<Candidate> candidates;  // raster order
-    std::vector<std::int32_t> area;     // pixel count, indexed by label
-};
-
-// Whether one of the 16 depths at z is a candidate (-1 < z < 1, that is |z| < 1; NaN is not).
-inline bool anyCandidateOf16(const float* z) {
-#if defined(__SSE2__)
-    const __m128 magnitude = _mm_castsi128_ps(_mm_set1_epi32(0x7fffffff));
-    const __m128 one = _mm_set1_ps(1.0f);
-    __m128 hit = _mm_setzero_ps();
-    for (int j = 0; j < 16; j += 4) hit = _mm_or_ps(hit, _mm_cmplt_ps(_mm_and_ps(_mm_loadu_ps(z + j), magnitude), one));
-    return _mm_movemask_ps(hit) != 0;
-#else
-    bool any = false;
-    for (int j = 0; j < 16; ++j) any = any || (z[j] > -1.0f && z[j] < 1.0f);
-    return any;
-#endif
-}
-
-// Two-pass labelling of the interior candidates (-1 < Z < 1), 4-connected. Only the labels of the
-// row above are kept as a map: the left neighbour is the previous pixel of the same row, and every
-// candidate is listed with its provisional label, so the second pass visits the candidates only.
-HoleRegions labelHoles(const float* Z, int w, int h) {
-    HoleRegions out;
-    if (w < 3 || h < 3) return out;
-    const std::size_t W = static_cast<std::size_t>(w);
-    std::vector<std::int32_t> above(W, 0), current(W, 0);
-    std::vector<std::int32_t> parent{0, 1, 2};  // parent[i] <= i always
-    for (int r = 1; r <= h - 2; ++r) {
-        const float* z = Z + static_cast<std::size_t>(r) * W;
-        std::int32_t left = 0;
-        for (int c = 1; c <= w - 2; ++c) {
-            // Runs of 16 depths without a candidate are passed over at once.
-            if (c + 16 <= w - 1) {
-                if (!anyCandidateOf16(z + c)) {
-                    std::fill(current.begin() + c, current.begin() + c + 16, 0);
-                    left = 0;
-                    c += 15;
-                    continue;
-                }
-            }
-            const float v = z[c];
-            if (!(v > -1.0f && v < 1.0f)) {  // not a candidate: its depth does not truncate to 0
-                current[static_cast<std::size_t>(c)] = left = 0;
-                continue;
-            }
-            const std::int32_t up = above[static_cast<std::size_t>(c)];
-            std::int32_t label;
-            if (left == 0 && up == 0) {
-                label = static_cast<std::int32_t>(parent.size());
-                parent.push_back(label);
-            } else if (left == 0 || up == 0) {
-                label = parent[static_cast<std::size_t>(left != 0 ? left : up)];
-            } else {
-                // Both neighbours labelled: the smaller label's parent m is taken, and the larger
-                // label e (with parent q) is merged into it. Equal labels merge with themselves
-                // (q = m), which changes nothing.
-                const std::int32_t first = left < up ? left : up, e = left < up ? up : left;
-                const std::int32_t m = parent[static_cast<std::size_t>(first)];
-                const std::int32_t q = parent[static_cast<std::size_t>(e)];
-                label = m;
-                if (q > m) {
-                    parent[static_cast<std::size_t>(q)] = m;
-                    parent[static_cast<std::size_t>(e)] = m;
-                } else if (q < m) {
-                    parent[static_cast<std::size_t>(m)] = q;
-                }
-            }
-            current[static_cast<std::size_t>(c)] = left = label;
-            out.candidates.push_back({r, c, label});
-        }
-        above.swap(current);
-    }
-    // Resolve every label to the root of its chain.
-    for (std::size_t i = 1; i < parent.size(); ++i) {
-        std::int32_t p = parent[i];
-        while (parent[static_cast<std::size_t>(p)] != p) p = parent[static_cast<std::size_t>(p)];
-        parent[i] = p;
-    }
-    // Second pass: final labels and the area of each.
-    out.area.assign(parent.size(), 0);
-    for (HoleRegions::Candidate& k : out.candidates) {
-        k.label = parent[static_cast<std::size_t>(k.label)];
-        ++out.area[static_cast<std::size_t>(k.label)];
-    }
-    return out;
-}
-
-}  // namespace
-
-std::vector<std::int32_t> HoleRegionAreas(const float* Z, int w, int h) {
-    if (w <= 0 || h <= 0) return {};
-    std::vector<std::int32_t> areas(static_cast<std::size_t>(w) * static_cast<std::size_t>(h), 0);
-    const HoleRegions regions = labelHoles(Z, w, h);
-    for (const HoleRegions::Candidate& k : regions.candidates)
-        areas[static_cast<std::size_t>(k.row) * static_cast<std::size_t>(w) + static_cast<std::size_t>(k.col)] =
-            regions.area[static_cast<std::size_t>(k.label)];
-    return areas;
-}
-
-namespace {
 
 // First nonzero depth after a position along a row or a column, for positions visited in increasing
 // order. Filling runs in raster order, so the depths after the current pixel (to its right in its
@@ -210,7 +79,8 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     const HoleRegions regions = labelHoles(Z, w, h);
 
     const Level level = levelOf(mode);
-    const float tol = level.tolerance, limit = level.angleLimit;
+    const float tol = level.tolerance;
+    const AngleBelow withinLimit(level.angleLimit);
     const float zMin = static_cast<float>(minDepth), zMax = static_cast<float>(maxDepth);
     const double f = focalLengthMm(engine.calib.K1);
     const std::int64_t step = engine.downsampleStep;
@@ -224,16 +94,19 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
     NextNonzero rightOf;
     int rightRow = -1;
     std::vector<NextNonzero> below(W);
-    for (const HoleRegions::Candidate& k : regions.candidates) {
-        const int r = k.row, c = k.col;
-        if (r < 5 || r > h - 6 || c < 5 || c > w - 6) continue;
+    std::vector<std::uint8_t> classOf(regions.area.size(), kNotFilled);  // by label
+    for (std::size_t l = 3; l < classOf.size(); ++l) {
+        const std::int32_t a = regions.area[l];
+        classOf[l] = a <= smallArea ? kSmall : (a < largeArea ? kLarger : kNotFilled);
+    }
+    for (int r = 5; r <= h - 6; ++r) regions.forEachInRow(r, [&](int c, std::int32_t k) {
+        if (c < 5 || c > w - 6) return;
         const std::size_t i = static_cast<std::size_t>(r) * W + static_cast<std::size_t>(c);
-        const std::int32_t a = regions.area[static_cast<std::size_t>(k.label)];
-        const std::uint8_t cls = a <= smallArea ? kSmall : (a < largeArea ? kLarger : kNotFilled);
-        if (cls == kNotFilled) continue;
-        if (Z[i] != 0.0f) continue;
+        const std::uint8_t cls = classOf[static_cast<std::size_t>(regions.label[static_cast<std::size_t>(k)])];
+        if (cls == kNotFilled) return;
+        if (Z[i] != 0.0f) return;
         const float zl = Z[i - 1], zu = Z[i - W];
-        if (zl == 0.0f || zu == 0.0f || !inRange(zl) || !inRange(zu)) continue;
+        if (zl == 0.0f || zu == 0.0f || !inRange(zl) || !inRange(zu)) return;
         const double sr = static_cast<double>(static_cast<float>(step * r) + offset + offsetY);
 
         // Right and lower estimates: linear towards the first nonzero depth.
@@ -263,7 +136,7 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
         const float drl = std::fabs(zr - zl), ddu = std::fabs(zd - zu), drd = std::fabs(zr - zd);
         if (!(drl / zl <= tol && drl / zr <= tol && ddu / zu <= tol && ddu / zd <= tol && drd / zd <= tol &&
               drd / zr <= tol)) {
-            continue;
+            return;
         }
 
         const float z = (zd + zr) * 0.5f;
@@ -272,7 +145,7 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
         const float y0 = static_cast<float>((sr - engine.cy1) * engine.pixelPitch * static_cast<double>(z) / f);
 
         if (cls == kLarger) {
-            if (mode < 2 || zr == 0.0f || zd == 0.0f) continue;
+            if (mode < 2 || zr == 0.0f || zd == 0.0f) return;
             const Vec3 p0{x0, y0, z};
             // Reference points at offsets 5, 4, 3, 2; the first with a nonzero depth wins. The
             // first offset that falls outside the map ends that reference's search: the nearer
@@ -313,19 +186,21 @@ void FillingFunction(const AlgoEngine& engine, float* X, float* Y, float* Z, boo
                     break;
                 }
             }
-            if (!haveLeft || !haveUp) continue;
-            // The angles a1 = (A, A'), a2 = (B, B'), a3 = (D', A), a4 = (C', B), each computed only
-            // when the decision still depends on it.
-            const bool pass = mode == 2 ? (limit > angleDeg(A, A1) && limit > angleDeg(B, B1))
-                                        : (limit > angleDeg(A, A1) || limit > angleDeg(B, B1) ||
-                                           limit > angleDeg(D1, A) || limit > angleDeg(C1, B));
-            if (!pass) continue;
+            if (!haveLeft || !haveUp) return;
+            // The angles a1 = (A, A'), a2 = (B, B'), a3 = (D', A), a4 = (C', B), each tested only
+            // when the decision still depends on it; |A| and |B| serve two angles each.
+            const float nA = norm(A), nB = norm(B);
+            const bool pass =
+                mode == 2 ? (withinLimit(cosine(A, nA, A1, norm(A1))) && withinLimit(cosine(B, nB, B1, norm(B1))))
+                          : (withinLimit(cosine(A, nA, A1, norm(A1))) || withinLimit(cosine(B, nB, B1, norm(B1))) ||
+                             withinLimit(cosine(D1, norm(D1), A, nA)) || withinLimit(cosine(C1, norm(C1), B, nB)));
+            if (!pass) return;
         }
         Z[i] = z;
         X[i] = x0;
         Y[i] = y0;
         mask[i] = true;
-    }
+    });
 }
 
 }  // namespace depthfilter

@@ -2,16 +2,21 @@
 // margin, area classes and the per-level rules of the agreement and surface tests.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <random>
 #include <vector>
 
 #include "XeloraAlgo.h"
 #include "depthfilter/depthfilter.h"
+#include "depthfilter/FillingFunctionAngles.h"
+#include "numerics/numerics.h"
 
 namespace XELORAALGO {
 namespace {
@@ -281,4 +286,218 @@ TEST(FillingFunction, HolesOfEveryShapeInAPlaneFillWithThePlane) {
     EXPECT_GT(filled, 150);
 }
 
+}  // namespace XELORAALGO
+
+namespace XELORAALGO {
+namespace {
+
+// Straightforward hole filling over whole maps, pixel by pixel as described for the operation: a
+// full label map, the literal equivalence-table updates, every search from scratch and all four
+// angles. The library's version lists candidates, keeps one row of labels, reuses its searches and
+// stops computing angles once the decision is known; both must give the same bits.
+struct PlainFill {
+    static float angle(float ux, float uy, float uz, float vx, float vy, float vz) {
+        const float dot = ux * vx + uy * vy + uz * vz;
+        const float nu = std::sqrt(ux * ux + uy * uy + uz * uz), nv = std::sqrt(vx * vx + vy * vy + vz * vz);
+        const float deg = num::acosf(dot / (nu * nv)) * 180.0f;
+        return static_cast<float>(static_cast<double>(deg) / 3.1415926535898);
+    }
+    // The area of each pixel's hole region (0 outside holes), from a full label map.
+    static std::vector<std::int32_t> areas(const float* Z, int w, int h) {
+        auto at = [w](int r, int c) { return static_cast<std::size_t>(r) * static_cast<std::size_t>(w) + c; };
+        std::vector<std::int32_t> label(at(h, 0), 0), parent{0, 1, 2};
+        for (int r = 1; r <= h - 2; ++r)
+            for (int c = 1; c <= w - 2; ++c)
+                if (Z[at(r, c)] > -1.0f && Z[at(r, c)] < 1.0f) label[at(r, c)] = 2;
+        for (int r = 1; r <= h - 2; ++r)
+            for (int c = 1; c <= w - 2; ++c) {
+                if (label[at(r, c)] != 2) continue;
+                std::vector<std::int32_t> got;
+                for (std::int32_t l : {label[at(r, c - 1)], label[at(r - 1, c)]})
+                    if (l > 0) got.push_back(l);
+                std::sort(got.begin(), got.end());
+                if (got.empty()) {
+                    label[at(r, c)] = static_cast<std::int32_t>(parent.size());
+                    parent.push_back(static_cast<std::int32_t>(parent.size()));
+                    continue;
+                }
+                const std::int32_t m = parent[got[0]];
+                label[at(r, c)] = m;
+                for (std::size_t k = 1; k < got.size(); ++k) {
+                    const std::int32_t q = parent[got[k]];
+                    if (q > m) parent[q] = parent[got[k]] = m;
+                    else if (q < m) parent[m] = q;
+                }
+            }
+        for (std::size_t i = 1; i < parent.size(); ++i) {
+            std::int32_t p = parent[i];
+            while (parent[p] != p) p = parent[p];
+            parent[i] = p;
+        }
+        std::vector<std::int32_t> area(parent.size(), 0);
+        for (std::int32_t& l : label) ++area[l = parent[l]];
+        for (std::int32_t& l : label) l = l >= 3 ? area[l] : 0;
+        return label;
+    }
+    static void run(const AlgoEngine& e, float* X, float* Y, float* Z, bool* mask, int mode, int smallArea,
+                    int largeArea, int minDepth, int maxDepth) {
+        const int w = e.roi.width, h = e.roi.height;
+        if (w < 11 || h < 11) return;
+        auto at = [w](int r, int c) { return static_cast<std::size_t>(r) * static_cast<std::size_t>(w) + c; };
+        std::vector<std::int32_t> cls = areas(Z, w, h);
+        for (std::int32_t& a : cls) a = a == 0 ? 0 : (a <= smallArea ? 1 : (a < largeArea ? 2 : 0));
+        static const float lim[] = {0, 10, 20, 30, 50, 120}, tl[] = {0, 0.01f, 0.2f, 0.5f, 0.5f, 1.0f};
+        const float limit = mode >= 1 && mode <= 5 ? lim[mode] : 0.0f, tol = mode >= 1 && mode <= 5 ? tl[mode] : 0.0f;
+        const double f = (e.calib.K1[4] + e.calib.K1[0]) * 0.0048 * 0.5;
+        for (int r = 5; r <= h - 6; ++r)
+            for (int c = 5; c <= w - 6; ++c) {
+                const std::size_t p = at(r, c);
+                const float zl = Z[p - 1], zu = Z[at(r - 1, c)];
+                if ((cls[p] != 1 && cls[p] != 2) || Z[p] != 0.0f || zl == 0.0f || zu == 0.0f) continue;
+                if (!(zl >= static_cast<float>(minDepth) && zl <= static_cast<float>(maxDepth))) continue;
+                if (!(zu >= static_cast<float>(minDepth) && zu <= static_cast<float>(maxDepth))) continue;
+                int kr = 1, kd = 1;
+                while (c + kr <= w - 2 && Z[at(r, c + kr)] == 0.0f) ++kr;
+                while (r + kd <= h - 2 && Z[at(r + kd, c)] == 0.0f) ++kd;
+                const bool hasR = c + kr <= w - 2, hasD = r + kd <= h - 2;
+                const float zr = hasR ? zl + (Z[at(r, c + kr)] - zl) / static_cast<float>(kr + 1) : 0.0f;
+                const float zd = hasD ? zu + (Z[at(r + kd, c)] - zu) / static_cast<float>(kd + 1) : 0.0f;
+                const float a = std::fabs(zr - zl), b = std::fabs(zd - zu), d = std::fabs(zr - zd);
+                if (!(a / zl <= tol && a / zr <= tol && b / zu <= tol && b / zd <= tol && d / zd <= tol && d / zr <= tol))
+                    continue;
+                const float z = (zd + zr) * 0.5f;
+                const double sc = static_cast<double>(static_cast<float>(e.downsampleStep * c) + e.downsampleOffset +
+                                                      static_cast<float>(e.roi.offsetX));
+                const double sr = static_cast<double>(static_cast<float>(e.downsampleStep * r) + e.downsampleOffset +
+                                                      static_cast<float>(e.roi.offsetY));
+                const float x0 = static_cast<float>((sc - e.cx1) * e.pixelPitch * z / f);
+                const float y0 = static_cast<float>((sr - e.cy1) * e.pixelPitch * z / f);
+                if (cls[p] == 2) {
+                    if (mode < 2 || zr == 0.0f || zd == 0.0f) continue;
+                    // v[0..2] = P(q) - P0 or P(q) - P(q'); a reference not found leaves zeros.
+                    float A[3] = {}, A1[3] = {}, B[3] = {}, B1[3] = {}, C1[3] = {}, D1[3] = {};
+                    auto diff = [&](float* v, std::size_t i, std::size_t j) {
+                        v[0] = X[i] - X[j], v[1] = Y[i] - Y[j], v[2] = Z[i] - Z[j];
+                    };
+                    auto diff0 = [&](float* v, std::size_t i) { v[0] = X[i] - x0, v[1] = Y[i] - y0, v[2] = Z[i] - z; };
+                    bool left = false, up = false;
+                    for (int k = 5; k >= 2 && c - k >= 1; --k)
+                        if (Z[at(r, c - k)] != 0.0f) {
+                            left = true, diff0(A, at(r, c - k)), diff(A1, at(r, c - k), p - 1);
+                            break;
+                        }
+                    for (int k = 5; k >= 2 && r - k >= 1; --k)
+                        if (Z[at(r - k, c)] != 0.0f) {
+                            up = true, diff0(B, at(r - k, c)), diff(B1, at(r - k, c), at(r - 1, c));
+                            break;
+                        }
+                    for (int k = 5; k >= 2 && r + kd + k < h; --k)
+                        if (Z[at(r + kd + k, c)] != 0.0f) {
+                            diff(C1, at(r + kd, c), at(r + kd + k, c));
+                            break;
+                        }
+                    for (int k = 5; k >= 2 && c + kr + k < w; --k)
+                        if (Z[at(r, c + kr + k)] != 0.0f) {
+                            diff(D1, at(r, c + kr), at(r, c + kr + k));
+                            break;
+                        }
+                    if (!left || !up) continue;
+                    const float a1 = angle(A[0], A[1], A[2], A1[0], A1[1], A1[2]);
+                    const float a2 = angle(B[0], B[1], B[2], B1[0], B1[1], B1[2]);
+                    const float a3 = angle(D1[0], D1[1], D1[2], A[0], A[1], A[2]);
+                    const float a4 = angle(C1[0], C1[1], C1[2], B[0], B[1], B[2]);
+                    const bool pass = mode == 2 ? (limit > a1 && limit > a2)
+                                                : (limit > a1 || limit > a2 || limit > a3 || limit > a4);
+                    if (!pass) continue;
+                }
+                Z[p] = z, X[p] = x0, Y[p] = y0, mask[p] = true;
+            }
+    }
+};
+
+// Random maps built to stress every shortcut: tiny and narrow maps, holes touching the borders,
+// one-pixel and full-width or full-height holes, depths in (-1, 1) that count but are never filled,
+// NaN and infinite depths, negative depths, and every level including the undefined ones. Each map
+// goes through the library and the plain version; the region areas and all four outputs must agree
+// bit for bit.
+TEST(FillingFunction, MatchesThePlainPixelByPixelVersionOnAdversarialMaps) {
+    std::mt19937 rng(16);
+    auto uni = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(rng); };
+    int filledTotal = 0, largerFilled = 0;
+    for (int trial = 0; trial < 600; ++trial) {
+        const int w = trial % 7 == 0 ? uni(1, 12) : uni(11, 70), h = trial % 5 == 0 ? uni(1, 13) : uni(11, 60);
+        Scene s(w, h, 800.0 + uni(0, 400), w * 0.5, h * 0.5, uni(1, 2), 0.5f * static_cast<float>(uni(0, 1)),
+                uni(0, 40), uni(0, 30));
+        const float z0 = static_cast<float>(uni(200, 600)), gx = 0.1f * static_cast<float>(uni(-20, 20));
+        const float gy = 0.1f * static_cast<float>(uni(-20, 20)), noise = 0.05f * static_cast<float>(uni(0, 40));
+        std::uniform_real_distribution<float> jitter(-1.0f, 1.0f);
+        s.plane([&](int r, int c) { return z0 + gx * c + gy * r + noise * jitter(rng); });
+        for (int k = uni(0, 12); k > 0; --k) {  // rectangles, some of them reaching a border
+            const int r0 = uni(-3, h - 1), c0 = uni(-3, w - 1);
+            const int rows = uni(1, 1 + h / 2), cols = uni(1, uni(0, 3) == 0 ? w + 3 : 1 + w / 3);
+            for (int r = std::max(0, r0); r < std::min(h, r0 + rows); ++r)
+                for (int c = std::max(0, c0); c < std::min(w, c0 + cols); ++c) s.depth(r, c, 0.0f);
+        }
+        if (uni(0, 3) == 0) s.hole(uni(0, h - 1), 0, 1, w);  // a full-width row
+        if (uni(0, 3) == 0) s.hole(0, uni(0, w - 1), h, 1);  // a full-height column
+        for (int k = uni(0, 30); k > 0; --k) s.depth(uni(0, h - 1), uni(0, w - 1), 0.0f);  // one-pixel holes
+        const float odd[] = {0.5f, -0.75f, -0.0f, std::nanf(""), INFINITY, -INFINITY, -300.0f, 0.999f, 1.0f, -1.0f};
+        for (int k = uni(0, 6); k > 0; --k) s.Z[s.at(uni(0, h - 1), uni(0, w - 1))] = odd[uni(0, 9)];
+        const int mode = uni(0, 6), smallArea = trial % 4 == 0 ? 0 : uni(0, 40), largeArea = smallArea + uni(0, 400);
+        const int minDepth = uni(0, 3) == 0 ? uni(150, 500) : 1, maxDepth = uni(0, 3) == 0 ? uni(300, 700) : 100000;
+
+        if (w >= 1 && h >= 1) {
+            ASSERT_EQ(depthfilter::HoleRegionAreas(s.Z.data(), w, h), PlainFill::areas(s.Z.data(), w, h))
+                << "trial " << trial;
+        }
+        std::vector<float> X = s.X, Y = s.Y, Z = s.Z;
+        const std::vector<float> before0 = s.Z;
+        std::unique_ptr<bool[]> mask(new bool[s.n()]);
+        std::memcpy(mask.get(), s.mask.get(), s.n());
+        PlainFill::run(s.e, X.data(), Y.data(), Z.data(), mask.get(), mode, smallArea, largeArea, minDepth, maxDepth);
+        s.run(mode, smallArea, largeArea, minDepth, maxDepth);
+        ASSERT_EQ(std::memcmp(s.Z.data(), Z.data(), s.n() * sizeof(float)), 0) << "trial " << trial;
+        ASSERT_EQ(std::memcmp(s.X.data(), X.data(), s.n() * sizeof(float)), 0) << "trial " << trial;
+        ASSERT_EQ(std::memcmp(s.Y.data(), Y.data(), s.n() * sizeof(float)), 0) << "trial " << trial;
+        ASSERT_EQ(std::memcmp(s.mask.get(), mask.get(), s.n()), 0) << "trial " << trial;
+        int filled = 0;
+        for (std::size_t i = 0; i < s.n(); ++i) filled += before0[i] == 0.0f && s.Z[i] != 0.0f ? 1 : 0;
+        filledTotal += filled;
+        if (smallArea == 0) largerFilled += filled;  // every region is then a larger hole
+    }
+    EXPECT_GT(filledTotal, 1500);  // the maps do exercise filling, of larger holes too
+    EXPECT_GT(largerFilled, 250);
+}
+
+// The surface test's shortcut must decide "limit > angle" exactly as the full evaluation does: every
+// float cosine within about 0.2 degrees of each level's limit (where the shortcut hands over to
+// acosf, and where the two could part), the cosines at and beyond +-1, NaN, infinities and a random
+// spread over [-1.5, 1.5]; the limits of the five levels, 0 (undefined levels) and 180.
+TEST(FillingFunction, AngleShortcutDecidesAsTheFullAngle) {
+    using depthfilter::AngleBelow;
+    using depthfilter::degreesOfCosine;
+    std::mt19937 rng(43);
+    std::uniform_real_distribution<float> spread(-1.5f, 1.5f);
+    long long checked = 0, passed = 0;
+    for (const float limit : {10.0f, 20.0f, 30.0f, 50.0f, 120.0f, 0.0f, 180.0f}) {
+        const AngleBelow below(limit);
+        auto check = [&](float x) {
+            const bool want = limit > degreesOfCosine(x);
+            ASSERT_EQ(below(x), want) << "limit " << limit << " cosine " << x;
+            ++checked;
+            passed += want ? 1 : 0;
+        };
+        const float c = static_cast<float>(std::cos(static_cast<double>(limit) * 3.14159265358979323846 / 180.0));
+        const float span = 0.2f * 0.0175f * std::max(0.05f, std::sqrt(std::max(0.0f, 1.0f - c * c)));
+        for (float x = c - span; x <= c + span; x = std::nextafter(x, 2.0f)) check(x);
+        for (float x = 1.0f - 1e-5f; x <= 1.0f + 1e-5f; x = std::nextafter(x, 2.0f)) check(x);
+        for (float x = -1.0f - 1e-5f; x <= -1.0f + 1e-5f; x = std::nextafter(x, 2.0f)) check(x);
+        for (const float x : {std::nanf(""), INFINITY, -INFINITY, 0.0f, -0.0f}) check(x);
+        for (int k = 0; k < 20000; ++k) check(spread(rng));
+    }
+    EXPECT_GT(checked, 100000);
+    EXPECT_GT(passed, checked / 10);  // both outcomes are exercised
+}
+
+}  // namespace
 }  // namespace XELORAALGO
