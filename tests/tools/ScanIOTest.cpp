@@ -88,35 +88,33 @@ TEST(CalibrationJson, RoundTripIsBitExact) {
 
 TEST(CalibrationJson, MalformedFilesAreRefusedWithTheReason) {
     const nlohmann::json good = nlohmann::json::parse(calibrationToJson(headCalibration()));
-    auto text = [](const nlohmann::json& j) { return j.dump(); };
     expectInputError([&] { calibrationFromJson("{ \"K1\": [1, 2", "c.json"); }, "c.json", "malformed calibration JSON");
     expectInputError([&] { calibrationFromJson("[1, 2, 3]", "c.json"); }, "c.json", "not a JSON object");
-    nlohmann::json j = good;
-    j.erase("Tinv");
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "missing \"Tinv\"");
-    j = good;
-    j["image_width"] = "wide";
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"image_width\" must be an integer");
-    j = good;
-    j["F"].erase(0);  // 8 numbers
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"F\" must be an array of 9 numbers");
-    j = good;
-    j["T"][1] = "x";
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"T\"[1] is not a number");
-    j = good;
-    j["K1"] = 2500.0;
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"K1\" must be an array of 9");
-    j = good;
-    j["roi_offset_x"] = -4;
-    expectInputError([&] { calibrationFromJson(text(j), "c.json"); }, "c.json", "\"roi_offset_x\" must be an integer");
+    // One fault at a time in an otherwise good file.
+    const struct {
+        void (*spoil)(nlohmann::json&);
+        const char* reason;
+    } cases[] = {
+        {[](nlohmann::json& j) { j.erase("Tinv"); }, "missing \"Tinv\""},
+        {[](nlohmann::json& j) { j["image_width"] = "wide"; }, "\"image_width\" must be an integer"},
+        {[](nlohmann::json& j) { j["F"].erase(0); }, "\"F\" must be an array of 9 numbers"},  // 8 numbers
+        {[](nlohmann::json& j) { j["T"][1] = "x"; }, "\"T\"[1] is not a number"},
+        {[](nlohmann::json& j) { j["K1"] = 2500.0; }, "\"K1\" must be an array of 9"},
+        {[](nlohmann::json& j) { j["roi_offset_x"] = -4; }, "\"roi_offset_x\" must be an integer"},
+    };
+    for (const auto& c : cases) {
+        nlohmann::json j = good;
+        c.spoil(j);
+        expectInputError([&] { calibrationFromJson(j.dump(), "c.json"); }, "c.json", c.reason);
+    }
     // Without the optional ROI offsets the images start at the sensor's corner.
-    j = good;
+    nlohmann::json j = good;
     j.erase("roi_offset_x");
     j.erase("roi_offset_y");
-    EXPECT_EQ(calibrationFromJson(text(j), "c.json").offsetX, 0);
+    EXPECT_EQ(calibrationFromJson(j.dump(), "c.json").offsetX, 0);
     expectInputError([&] { readCalibrationJson("/nonexistent/calib.json"); }, "/nonexistent/calib.json", "cannot open");
     // The unchanged JSON text is accepted.
-    EXPECT_EQ(calibrationFromJson(text(good), "c.json").width, 1280);
+    EXPECT_EQ(calibrationFromJson(good.dump(), "c.json").width, 1280);
 }
 
 TEST(Files, PngPlyAndPfmRoundTrip) {
@@ -200,24 +198,24 @@ TEST(Commands, ProgramExitsWithStatusTwoOnUnusableInput) {
     writePngGrey8(tmp / "small.png", small.data(), 64, 64);
     writeText(tmp / "bad.json", "{\"image_width\": 1280}");
     std::string err;
-    // A stripe image of the wrong size.
-    EXPECT_EQ(runScan("laser --cam1 '" + (tmp / "small.png") + "' --cam2 '" + (tmp / "small.png") + "' --calib '" +
-                          (tmp / "calib.json") + "' --out '" + (tmp / "out") + "'",
-                      err, tmp / "err.txt"),
-              2);
-    EXPECT_NE(err.find("small.png: image is 64 x 64, expected 1280 x 1024"), std::string::npos) << err;
-    // A missing input file.
-    EXPECT_EQ(runScan("laser --cam1 '" + (tmp / "none.png") + "' --cam2 '" + (tmp / "small.png") + "' --calib '" +
-                          (tmp / "calib.json") + "' --out '" + (tmp / "out") + "'",
-                      err, tmp / "err.txt"),
-              2);
-    EXPECT_NE(err.find("none.png: cannot open"), std::string::npos) << err;
-    // A calibration without its matrices.
-    EXPECT_EQ(runScan("laser --cam1 '" + (tmp / "small.png") + "' --cam2 '" + (tmp / "small.png") + "' --calib '" +
-                          (tmp / "bad.json") + "' --out '" + (tmp / "out") + "'",
-                      err, tmp / "err.txt"),
-              2);
-    EXPECT_NE(err.find("bad.json: malformed calibration"), std::string::npos) << err;
+    // A stripe image of the wrong size, a missing input file, a calibration without its matrices.
+    const struct {
+        const char* cam1;
+        const char* calib;
+        const char* message;
+    } cases[] = {
+        {"small.png", "calib.json", "small.png: image is 64 x 64, expected 1280 x 1024"},
+        {"none.png", "calib.json", "none.png: cannot open"},
+        {"small.png", "bad.json", "bad.json: malformed calibration"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(runScan("laser --cam1 '" + (tmp / c.cam1) + "' --cam2 '" + (tmp / "small.png") + "' --calib '" +
+                              (tmp / c.calib) + "' --out '" + (tmp / "out") + "'",
+                          err, tmp / "err.txt"),
+                  2)
+            << c.message;
+        EXPECT_NE(err.find(c.message), std::string::npos) << err;
+    }
     // Command-line errors.
     EXPECT_EQ(runScan("demo --size 1280by1024", err, tmp / "err.txt"), 2);
     EXPECT_EQ(runScan("structured --cam1 x", err, tmp / "err.txt"), 2);
