@@ -103,6 +103,7 @@ TEST(CalibrationJson, MalformedFilesAreRefusedWithTheReason) {
         {[](nlohmann::json& j) { j["roi_offset_x"] = -4; }, "\"roi_offset_x\" must be an integer"},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason);
         nlohmann::json j = good;
         c.spoil(j);
         expectInputError([&] { calibrationFromJson(j.dump(), "c.json"); }, "c.json", c.reason);
