@@ -87,23 +87,34 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
     const auto target = [&](int k, int) { return smoothed[k].data(); };
     const auto finished = [&](int r) {
         float* p = phiRow(r);
-        const bool gather = validOf(readBack, r);
-        const std::size_t count = gather ? readBack.count : w;
-        const std::size_t* at = readBack.at.data();
-        for (std::size_t j = 0; j < count; ++j) {
-            const std::size_t i = gather ? at[j] : j;
+        const float* f0 = smoothed[0].data();
+        const float* f1 = smoothed[1].data();
+        const float* f2 = smoothed[2].data();
+        const float* f3 = smoothed[3].data();
+        float* __restrict sOut = s.data();
+        float* __restrict cOut = c.data();
+        // The sums from 0 in k order, one pixel at a time: s[j], c[j] for column i.
+        const auto sums = [&](std::size_t j, std::size_t i) {
             float sv = 0.0f, cv = 0.0f;
-            for (int k = 0; k < 4; ++k) {
-                sv = sv + smoothed[k][i] * sinK[k];
-                cv = cv + smoothed[k][i] * cosK[k];
-            }
-            s[j] = sv;
-            c[j] = cv;
-        }
-        if (!gather) {
+            sv = sv + f0[i] * sinK[0];
+            cv = cv + f0[i] * cosK[0];
+            sv = sv + f1[i] * sinK[1];
+            cv = cv + f1[i] * cosK[1];
+            sv = sv + f2[i] * sinK[2];
+            cv = cv + f2[i] * cosK[2];
+            sv = sv + f3[i] * sinK[3];
+            cv = cv + f3[i] * cosK[3];
+            sOut[j] = sv;
+            cOut[j] = cv;
+        };
+        if (!validOf(readBack, r)) {  // a full row: a straight loop the compiler can widen
+            for (std::size_t i = 0; i < w; ++i) sums(i, i);
             num::atan2f(c.data(), s.data(), p, w);
             return;
         }
+        const std::size_t count = readBack.count;
+        const std::size_t* at = readBack.at.data();
+        for (std::size_t j = 0; j < count; ++j) sums(j, at[j]);
         num::atan2f(c.data(), s.data(), angle.data(), count);
         std::fill(p, p + w, phaseOfNothing);
         for (std::size_t j = 0; j < count; ++j) p[at[j]] = angle[j];
