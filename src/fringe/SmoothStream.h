@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
 #include <vector>
 
 #include "fringe.h"
@@ -69,18 +70,34 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
     const auto ringRow = [&](int slot, int row) {  // slot count: the flags
         return ring.data() + static_cast<std::size_t>(slot) * ringSize + static_cast<std::size_t>(row % ringRows) * w;
     };
-    std::vector<float> weightSum(w);
+    // The weight sums of a row: along the row for the horizontal pass, across the rows for the vertical.
+    // Every full row (no invalid pixel) has the same sums along, and every row whose 2R + 1 rows in reach
+    // are all full the same sums across: those are made once and kept.
+    std::vector<float> alongSum(w), acrossSum(w);
+    std::vector<int> partialBefore(static_cast<std::size_t>(height) + 1, 0);  // rows with invalid pixels in [0, r)
+    for (int r = 0; r < height; ++r) {
+        const bool full = std::memchr(mask + static_cast<std::size_t>(r) * w, 0, w) == nullptr;
+        partialBefore[static_cast<std::size_t>(r) + 1] = partialBefore[static_cast<std::size_t>(r)] + (full ? 0 : 1);
+    }
+    const auto allFull = [&](int first, int last) {
+        return partialBefore[static_cast<std::size_t>(last) + 1] == partialBefore[static_cast<std::size_t>(first)];
+    };
+    bool alongOfFull = false, acrossOfFull = false;  // the sums held are those of a full row
     std::vector<const float*> rows(static_cast<std::size_t>(2 * radius + 1));
 
     const auto horizontal = [&](int r) {
         const unsigned char* m = bytes(mask + static_cast<std::size_t>(r) * w);
         float* flags = ringRow(count, r);
         loops.maskRow(flags, nullptr, m, wl);
-        std::copy(flags, flags + w, row0);
-        loops.tapsAlong(weightSum.data(), padded.data(), wfAlong, tapsAlong, wl, nullptr, nullptr);
+        const bool full = allFull(r, r);
+        if (!(full && alongOfFull)) {
+            std::copy(flags, flags + w, row0);
+            loops.tapsAlong(alongSum.data(), padded.data(), wfAlong, tapsAlong, wl, nullptr, nullptr);
+            alongOfFull = full;
+        }
         for (int k = 0; k < count; ++k) {
             loops.maskRow(row0, source(k, r), m, wl);
-            loops.tapsAlong(ringRow(k, r), padded.data(), wfAlong, tapsAlong, wl, weightSum.data(), flags);
+            loops.tapsAlong(ringRow(k, r), padded.data(), wfAlong, tapsAlong, wl, alongSum.data(), flags);
         }
     };
 
@@ -92,12 +109,16 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
         for (; nextRow <= r + yLast; ++nextRow) horizontal(nextRow);
         const float* wfAcross = wf.data() + (yFirst + radius);
         const int taps = yLast - yFirst + 1;
-        for (int y = yFirst; y <= yLast; ++y) rows[static_cast<std::size_t>(y - yFirst)] = ringRow(count, r + y);
-        loops.tapsAcross(weightSum.data(), rows.data(), wfAcross, taps, wl, nullptr, nullptr);
+        const bool full = taps == 2 * radius + 1 && allFull(r + yFirst, r + yLast);
+        if (!(full && acrossOfFull)) {
+            for (int y = yFirst; y <= yLast; ++y) rows[static_cast<std::size_t>(y - yFirst)] = ringRow(count, r + y);
+            loops.tapsAcross(acrossSum.data(), rows.data(), wfAcross, taps, wl, nullptr, nullptr);
+            acrossOfFull = full;
+        }
         const float* flags = ringRow(count, r);
         for (int k = 0; k < count; ++k) {
             for (int y = yFirst; y <= yLast; ++y) rows[static_cast<std::size_t>(y - yFirst)] = ringRow(k, r + y);
-            loops.tapsAcross(target(k, r), rows.data(), wfAcross, taps, wl, weightSum.data(), flags);
+            loops.tapsAcross(target(k, r), rows.data(), wfAcross, taps, wl, acrossSum.data(), flags);
         }
         finished(r);
     }
