@@ -561,3 +561,48 @@ TEST(DecGrayPhase, SmoothingRoundsByRowsEqualRoundsOverWholeMaps) {
         }
     }
 }
+
+TEST(SmoothMaskedMap, RunsOfFullRowsBetweenPartialRowsMatchTheReference) {
+    // Masks laid out by rows: runs of full rows longer and shorter than the kernel, with single partial
+    // rows between them (one invalid pixel first, last, in the middle, random ones, none valid), so the
+    // smoothing's handling of full rows meets every change from full to partial rows and back, at the
+    // ROI's top and bottom edges too. Two maps smoothed together, every instruction set, against the
+    // direct reference one map at a time.
+    std::mt19937 rng(4242);
+    const std::tuple<int, const char*, float> cases[] = {
+        {23, "FFFFFFFFFFFFFFFFFLFFFFFFFFFFFFFFFFFFFFSFFFFFFMFFFFFFFFFFFFFFFFPFFFFFFFFFFFFFFFFFFFNFFFFFFFFFFFFFFFFF", 2.0f},
+        {16, "LFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFS", 3.4f},
+        {9, "FFFFFFFFFFFFFFFFFFFFPFFFFFFFFFFFFFFFFFFFF", 1.0f},
+        {37, "FFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFFF", 2.5f}};
+    for (auto [w, plan, sigma] : cases) {
+        const int h = int(std::strlen(plan));
+        Case maps[2] = {Case(w, h), Case(w, h)};
+        for (int r = 0; r < h; ++r)
+            for (int x = 0; x < w; ++x) {
+                const std::size_t i = std::size_t(r) * w + x;
+                bool valid = true;
+                switch (plan[r]) {
+                    case 'S': valid = x != 0; break;
+                    case 'L': valid = x != w - 1; break;
+                    case 'M': valid = x != w / 2; break;
+                    case 'P': valid = rng() % 3 != 0; break;
+                    case 'N': valid = false; break;
+                    default: break;
+                }
+                for (Case& c : maps) {
+                    c.mask[i] = valid;
+                    c.map[i] = valid ? std::uniform_real_distribution<float>(0.0f, 255.0f)(rng) : NAN;
+                }
+            }
+        const std::vector<float> expected[2] = {referenceSmooth(maps[0], sigma), referenceSmooth(maps[1], sigma)};
+        for (Isa isa : kEveryIsa) {
+            std::vector<float> got[2] = {maps[0].map, maps[1].map};
+            float* rows[2] = {got[0].data(), got[1].data()};
+            fr::detail::smoothMaskedMaps(engine(w, h), rows, 2, maps[0].mask.get(), sigma, isa);
+            for (int k = 0; k < 2; ++k)
+                for (std::size_t i = 0; i < got[k].size(); ++i)
+                    ASSERT_EQ(got[k][i], expected[k][i]) << w << " x " << h << " sigma " << sigma << " map " << k
+                                                         << " row " << i / w << " isa " << int(isa);
+        }
+    }
+}
