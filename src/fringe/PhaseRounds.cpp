@@ -40,7 +40,7 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
         sinK[k] = num::sinf(shift[k]);
         cosK[k] = num::cosf(shift[k]);
     }
-    std::vector<float> angle(w), fringe(w), s(w), c(w);
+    std::vector<float> angle(w), s(w), c(w);
     std::vector<float> smoothed[4];
     for (auto& row : smoothed) row.resize(w);
     const auto phiRow = [&](int r) { return phi + static_cast<std::size_t>(r) * w; };
@@ -70,19 +70,19 @@ void smoothPhaseRounds(const AlgoEngine& engine, float* phi, const bool* mask, i
         }
         return true;
     };
-    const auto source = [&](int k, int r) -> const float* {
+    const auto source = [&](int k, int r, float* out) -> const float* {
         const float* p = phiRow(r);
         if (!validOf(made, r)) {
             for (std::size_t i = 0; i < w; ++i) angle[i] = base[k] + p[i];
-            num::sinf(angle.data(), fringe.data(), w);
-            for (std::size_t i = 0; i < w; ++i) fringe[i] = fringe[i] * 127.5f + 127.5f;
+            num::sinf(angle.data(), out, w);
+            for (std::size_t i = 0; i < w; ++i) out[i] = out[i] * 127.5f + 127.5f;
         } else {
             const std::size_t* at = made.at.data();
             for (std::size_t j = 0; j < made.count; ++j) angle[j] = base[k] + p[at[j]];
             num::sinf(angle.data(), s.data(), made.count);
-            for (std::size_t j = 0; j < made.count; ++j) fringe[at[j]] = s[j] * 127.5f + 127.5f;
+            for (std::size_t j = 0; j < made.count; ++j) out[at[j]] = s[j] * 127.5f + 127.5f;
         }
-        return fringe.data();
+        return out;
     };
     const auto target = [&](int k, int) { return smoothed[k].data(); };
     const auto finished = [&](int r) {

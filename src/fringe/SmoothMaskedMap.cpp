@@ -95,7 +95,8 @@ void smoothMaskedMaps(const AlgoEngine& engine, float* const* maps, int count, c
                       num::Isa isa) {
     const std::size_t w = static_cast<std::size_t>(engine.roi.width);
     const auto row = [&](int k, int r) { return maps[k] + static_cast<std::size_t>(r) * w; };
-    smoothRows(engine, count, mask, sigma, isa, row, row, [](int) {});
+    const auto source = [&](int k, int r, float*) -> const float* { return row(k, r); };
+    smoothRows(engine, count, mask, sigma, isa, source, row, [](int) {});
 }
 
 }  // namespace detail

@@ -1,9 +1,10 @@
 // The masked smoothing as a sweep over rows, for callers that make the rows to smooth on the fly and
 // use each smoothed row as soon as it is complete (the decoders' smoothing rounds).
 //
-// Inputs:  engine.roi (width x height), `count` maps given row by row by source(k, r) (row r of map k
-//          before smoothing: width floats, valid until the next call of source), mask (bool, width x
-//          height, read only), sigma, the instruction set of the row loops.
+// Inputs:  engine.roi (width x height), `count` maps given row by row by source(k, r, scratch) (row r
+//          of map k before smoothing: width floats, valid until the next call of source; the source may
+//          make it in scratch, a row of width floats owned here, and return scratch), mask (bool,
+//          width x height, read only), sigma, the instruction set of the row loops.
 // Outputs: target(k, r) gives where the smoothed row r of map k is written (width floats); once every
 //          map's row r is written, finished(r) is called. Rows come in order 0, 1, ...; source is
 //          called for row r + R (R the kernel radius) at the latest before row r is written.
@@ -96,7 +97,9 @@ void smoothRows(const AlgoEngine& engine, int count, const bool* mask, float sig
             alongOfFull = full;
         }
         for (int k = 0; k < count; ++k) {
-            loops.maskRow(row0, source(k, r), m, wl);
+            // A source may make its row in row0 itself; a full row made there is already masked.
+            const float* in = source(k, r, row0);
+            if (!(full && in == row0)) loops.maskRow(row0, in, m, wl);
             loops.tapsAlong(ringRow(k, r), padded.data(), wfAlong, tapsAlong, wl, alongSum.data(), flags);
         }
     };
